@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs every Debian package that building, testing, benchmarking and running the viewer need.
+# Quiet and quick when everything is already present; safe to run any number of times.
+set -euo pipefail
+
+packages=(
+  # build
+  cmake ninja-build pkg-config g++ clang-format
+  # Qt 6 with OpenGL widgets
+  qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev
+  # Aravis (its pkg-config file needs libusb) and its tools, used as a second peer in the tests
+  libaravis-dev aravis-tools libusb-1.0-0-dev
+  # FFmpeg libraries for AVI files, and the ffmpeg/ffprobe tools that check them
+  libavformat-dev libavcodec-dev libavutil-dev ffmpeg
+  # TIFF frame files
+  libtiff-dev
+  # headless GUI tests: X server and Mesa's software OpenGL
+  xvfb xauth libgl1-mesa-dri
+  # test helpers: network namespaces and addresses, zipped GenICam descriptions
+  iproute2 util-linux zip unzip
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "install-deps: installing ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
