@@ -1,0 +1,79 @@
+// One open control connection to a GigE Vision device through Aravis, with its description.
+#pragma once
+
+#include "genicamdescription.h"
+#include "gobjectref.h"
+#include "korvatin/gigevisiondeviceinfo.h"
+
+#include <arv.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace korvatin {
+
+// Tells the application once that the device is gone. Shared by the Aravis signal handler and
+// the connection's watchdog thread, so it lives as long as either may still call it.
+class ConnectionLostNotifier {
+public:
+    using Callback = void (*)(void* context, void* reserved);
+    void Set(Callback callback, void* context);
+    // Calls the callback unless it already ran or the connection was closed. Runs on Aravis'
+    // heartbeat thread or on the watchdog thread, never on the application's.
+    void Fire();
+    // After Disable returns no call is running and none will start.
+    void Disable();
+
+private:
+    std::mutex mutex_; // guards every member below, and is held while the callback runs
+    Callback callback_ = nullptr;
+    void* context_ = nullptr;
+    bool fired_ = false;
+    bool enabled_ = true;
+};
+
+// Opening takes control of the device and loads its GenICam description; destruction
+// detaches the description, stops the watchdog, gives control back and closes the socket.
+class CameraConnection {
+public:
+    struct Options {
+        int32_t gvcpTimeoutUnits = 5; // control-channel time-out, 100 ms each
+        bool heartbeatDisable = false;
+        const char* xmlPath = nullptr; // description file instead of the device's own
+    };
+
+    CameraConnection(const GigEVisionDeviceInfo& device, const Options& options);
+    ~CameraConnection();
+    CameraConnection(const CameraConnection&) = delete;
+    CameraConnection& operator=(const CameraConnection&) = delete;
+
+    const GigEVisionDeviceInfo& Info() const { return info_; }
+    int XmlIndex() const { return xmlIndex_; }
+    const std::shared_ptr<GenicamDescription>& Description() const { return description_; }
+    ArvDevice* Device() const { return device_.Get(); }
+
+    // Replaces the description with the one in `path`; the old one is detached.
+    void LoadDescriptionFile(const char* path);
+    void SetLostCallback(ConnectionLostNotifier::Callback callback, void* context);
+
+private:
+    void LoadDescriptionFromDevice();
+    void ApplyHeartbeatDisable(bool disable);
+    void WatchControl();
+
+    GigEVisionDeviceInfo info_;
+    GObjectRef<ArvDevice> device_;
+    std::shared_ptr<GenicamDescription> description_;
+    int xmlIndex_ = 0;
+    std::shared_ptr<ConnectionLostNotifier> lostNotifier_;
+    gulong controlLostHandler_ = 0;
+
+    std::thread watchdog_;
+    std::mutex watchdogMutex_; // guards stopping_
+    std::condition_variable watchdogWake_;
+    bool stopping_ = false;
+};
+
+} // namespace korvatin

@@ -1,0 +1,111 @@
+// One parsed GenICam description bound to a device, with its node-change callbacks.
+#include "genicamdescription.h"
+
+#include "korvatin/korvatinexception.h"
+#include "korvatin/korvatingenicamnodecallback.h"
+
+#include <algorithm>
+
+namespace korvatin {
+
+namespace {
+
+GObjectRef<ArvGc> parse(ArvDevice* device, const std::string& xml, const std::string& origin) {
+    if (xml.empty())
+        throw CKorvatinException("The GenICam description from " + origin + " is empty",
+                                 QRN_ERR_INVALID);
+    // Aravis' parser hands the size to libxml2 as an int.
+    if (xml.size() > 0x7FFFFFFFu)
+        throw CKorvatinException("The GenICam description from " + origin + " is too large",
+                                 QRN_ERR_INVALID);
+    ArvGc* genicam = arv_gc_new(device, xml.data(), xml.size());
+    if (genicam == nullptr)
+        throw CKorvatinException("The GenICam description from " + origin +
+                                     " is not a valid GenICam XML document",
+                                 QRN_ERR_INVALID);
+    return GObjectRef<ArvGc>::Adopt(genicam);
+}
+
+} // namespace
+
+GenicamDescription::GenicamDescription(ArvDevice* device, const std::string& xml,
+                                       const std::string& origin)
+    : origin_(origin), device_(GObjectRef<ArvDevice>::Share(device)),
+      genicam_(parse(device, xml, origin)), dependencies_(genicam_.Get()) {}
+
+GenicamDescription::~GenicamDescription() = default;
+
+ArvGcFeatureNode* GenicamDescription::FindFeature(const char* name) const {
+    if (name == nullptr || name[0] == '\0')
+        return nullptr;
+    ArvGcNode* node = arv_gc_get_node(genicam_.Get(), name);
+    return ARV_IS_GC_FEATURE_NODE(node) ? ARV_GC_FEATURE_NODE(node) : nullptr;
+}
+
+ArvGcFeatureNode* GenicamDescription::RequireFeature(const char* name) const {
+    ArvGcFeatureNode* node = FindFeature(name);
+    if (node == nullptr)
+        throw CKorvatinException(std::string(name != nullptr ? name : "(null)") +
+                                     ": no such feature",
+                                 QRN_ERR_NOT_FOUND);
+    return node;
+}
+
+void GenicamDescription::Detach() {
+    attached_.store(false);
+}
+
+void GenicamDescription::RequireAttached(const char* feature) const {
+    if (!attached_.load())
+        throw CKorvatinException(std::string(feature) + ": the camera is not connected",
+                                 QRN_ERR_NOT_CONNECTED);
+}
+
+void GenicamDescription::RegisterCallback(ArvGcFeatureNode* node,
+                                          CKorvatinGenICamNodeCallback* callback) {
+    std::lock_guard<std::mutex> lock(callbacksMutex_);
+    const auto entry = std::make_pair(node, callback);
+    if (std::find(callbacks_.begin(), callbacks_.end(), entry) == callbacks_.end())
+        callbacks_.push_back(entry);
+}
+
+void GenicamDescription::DeregisterCallback(ArvGcFeatureNode* node,
+                                            CKorvatinGenICamNodeCallback* callback) {
+    std::lock_guard<std::mutex> lock(callbacksMutex_);
+    callbacks_.erase(
+        std::remove(callbacks_.begin(), callbacks_.end(), std::make_pair(node, callback)),
+        callbacks_.end());
+}
+
+bool GenicamDescription::IsRegistered(ArvGcFeatureNode* node,
+                                      CKorvatinGenICamNodeCallback* callback) {
+    std::lock_guard<std::mutex> lock(callbacksMutex_);
+    return std::find(callbacks_.begin(), callbacks_.end(), std::make_pair(node, callback)) !=
+           callbacks_.end();
+}
+
+void GenicamDescription::NotifyWritten(ArvGcFeatureNode* written) {
+    std::vector<std::pair<ArvGcFeatureNode*, CKorvatinGenICamNodeCallback*>> due;
+    {
+        std::lock_guard<std::mutex> lock(callbacksMutex_);
+        if (callbacks_.empty())
+            return;
+        due = callbacks_;
+    }
+    const std::vector<std::string> affected =
+        dependencies_.Affected(arv_gc_feature_node_get_name(written));
+    // The written node first, then its dependents, in the order they registered.
+    std::stable_partition(due.begin(), due.end(),
+                          [written](const auto& entry) { return entry.first == written; });
+    for (const auto& [node, callback] : due) {
+        const char* name = arv_gc_feature_node_get_name(node);
+        if (node != written && std::find(affected.begin(), affected.end(), name) == affected.end())
+            continue;
+        // A callback may deregister others (or itself) while it runs; call only those still
+        // registered, and without holding the lock, so that they may use the SDK freely.
+        if (IsRegistered(node, callback))
+            callback->NodeChanged();
+    }
+}
+
+} // namespace korvatin

@@ -1,0 +1,258 @@
+// The SDK's camera: discovery, connection and by-name GenICam feature access of one device.
+#include "korvatin/korvatincamera.h"
+
+#include "cameraconnection.h"
+#include "gvcpdiscovery.h"
+
+#include <arv.h>
+
+#include <cstring>
+#include <string>
+
+#ifndef KORVATIN_SDK_VERSION
+#define KORVATIN_SDK_VERSION "unknown"
+#endif
+
+namespace {
+
+constexpr int32_t kDefaultDiscoveryTimeoutMs = 100;
+
+// What a camera without the integer FrameRate offers instead (SFNC).
+constexpr const char* kFrameRate = "FrameRate";
+constexpr const char* kAcquisitionFrameRate = "AcquisitionFrameRate";
+
+} // namespace
+
+CKorvatinCamera::CKorvatinCamera() = default;
+
+CKorvatinCamera::~CKorvatinCamera() {
+    Disconnect();
+}
+
+unsigned int CKorvatinCamera::ListDevices(GigEVisionDeviceInfo* buffer, unsigned int maxCount,
+                                          unsigned int* count,
+                                          const ListDevicesSettings* settings) {
+    if (count != nullptr)
+        *count = 0;
+    if (buffer == nullptr && maxCount > 0)
+        throw CKorvatinException("ListDevices needs a buffer for the descriptors", QRN_ERR_INVALID);
+    const int32_t timeoutMs =
+        settings != nullptr ? settings->timeoutMs : kDefaultDiscoveryTimeoutMs;
+    const char* interfaceAddress = settings != nullptr ? settings->interfaceAddress : nullptr;
+    const bool broadcast = settings != nullptr && settings->broadcast != 0;
+    const auto interfaces = korvatin::GvcpDiscovery::ChooseInterfaces(interfaceAddress);
+    const unsigned int found =
+        korvatin::GvcpDiscovery::Discover(interfaces, timeoutMs, broadcast, buffer, maxCount);
+    if (count != nullptr)
+        *count = found;
+    return found;
+}
+
+const char* CKorvatinCamera::SDKVersion() {
+    static const std::string version = std::string("Korvatin SDK ") + KORVATIN_SDK_VERSION +
+                                       " on Aravis " + std::to_string(arv_get_major_version()) +
+                                       "." + std::to_string(arv_get_minor_version()) + "." +
+                                       std::to_string(arv_get_micro_version());
+    return version.c_str();
+}
+
+void CKorvatinCamera::SetGvcpTimeout(int32_t units) {
+    gvcpTimeoutUnits_ = units > 0 ? units : 1;
+}
+
+int32_t CKorvatinCamera::GvcpTimeout() const {
+    return gvcpTimeoutUnits_;
+}
+
+void CKorvatinCamera::SetHeartbeatDisable(bool disable) {
+    heartbeatDisable_ = disable;
+}
+
+bool CKorvatinCamera::HeartbeatDisable() const {
+    return heartbeatDisable_;
+}
+
+void CKorvatinCamera::Connect(const GigEVisionDeviceInfo& device, const char* xmlPath) {
+    Disconnect();
+    korvatin::CameraConnection::Options options;
+    options.gvcpTimeoutUnits = gvcpTimeoutUnits_;
+    options.heartbeatDisable = heartbeatDisable_;
+    options.xmlPath = xmlPath;
+    auto connection = std::make_unique<korvatin::CameraConnection>(device, options);
+    connection->SetLostCallback(connectionCallback_, connectionCallbackContext_);
+    connection_ = std::move(connection);
+}
+
+void CKorvatinCamera::Disconnect() {
+    connection_.reset();
+}
+
+bool CKorvatinCamera::IsConnected() const {
+    return connection_ != nullptr;
+}
+
+const GigEVisionDeviceInfo* CKorvatinCamera::ConnectedDeviceInfo() const {
+    return connection_ ? &connection_->Info() : nullptr;
+}
+
+int CKorvatinCamera::XmlIndexLoaded() const {
+    return connection_ ? connection_->XmlIndex() : 0;
+}
+
+void CKorvatinCamera::SetConnectionCallBackFunc(ConnectionCallback callback, void* context) {
+    connectionCallback_ = callback;
+    connectionCallbackContext_ = context;
+    if (connection_)
+        connection_->SetLostCallback(callback, context);
+}
+
+void CKorvatinCamera::CreateGeniCamTreeFromFile(const char* path) {
+    if (!connection_)
+        throw CKorvatinException("No camera is connected", QRN_ERR_NOT_CONNECTED);
+    connection_->LoadDescriptionFile(path);
+}
+
+QRN_ERROR CKorvatinCamera::ClearGvcpReplyBuffer() {
+    return QRN_OK;
+}
+
+CKorvatinGenICamNodeT CKorvatinCamera::GetNodeByName(const char* name) {
+    if (!connection_)
+        throw CKorvatinException("No camera is connected", QRN_ERR_NOT_CONNECTED);
+    if (name == nullptr)
+        throw CKorvatinException("No feature name given", QRN_ERR_INVALID);
+    return CKorvatinGenICamNodeT(connection_->Description(), name);
+}
+
+CKorvatinGenICamNodeT CKorvatinCamera::GetGENiCAMRoot() {
+    return GetNodeByName("Root");
+}
+
+namespace {
+
+// True when `name` asks for FrameRate on a camera that only has the float
+// AcquisitionFrameRate; the integer accessors then read that one, truncated.
+bool useAcquisitionFrameRate(const std::shared_ptr<korvatin::GenicamDescription>& description,
+                             const char* name) {
+    if (name == nullptr || std::strcmp(name, kFrameRate) != 0)
+        return false;
+    ArvGcFeatureNode* frameRate = description->FindFeature(kFrameRate);
+    if (frameRate != nullptr && ARV_IS_GC_INTEGER(frameRate))
+        return false;
+    ArvGcFeatureNode* acquisition = description->FindFeature(kAcquisitionFrameRate);
+    return acquisition != nullptr && ARV_IS_GC_FLOAT(acquisition);
+}
+
+uint32_t truncated(double value) {
+    if (!(value > 0.0))
+        return 0;
+    if (value >= 4294967295.0)
+        return 4294967295u;
+    return static_cast<uint32_t>(value);
+}
+
+} // namespace
+
+uint32_t CKorvatinCamera::GetUInt32(const char* name) {
+    if (connection_ && useAcquisitionFrameRate(connection_->Description(), name))
+        return truncated(GetNodeByName(kAcquisitionFrameRate).GetDouble());
+    return GetNodeByName(name).GetUInt32();
+}
+
+uint32_t CKorvatinCamera::GetUInt32Min(const char* name) {
+    if (connection_ && useAcquisitionFrameRate(connection_->Description(), name))
+        return truncated(GetNodeByName(kAcquisitionFrameRate).GetDoubleMin());
+    return GetNodeByName(name).GetUInt32Min();
+}
+
+uint32_t CKorvatinCamera::GetUInt32Max(const char* name) {
+    if (connection_ && useAcquisitionFrameRate(connection_->Description(), name))
+        return truncated(GetNodeByName(kAcquisitionFrameRate).GetDoubleMax());
+    return GetNodeByName(name).GetUInt32Max();
+}
+
+uint32_t CKorvatinCamera::GetUInt32Inc(const char* name) {
+    if (connection_ && useAcquisitionFrameRate(connection_->Description(), name))
+        return 1;
+    return GetNodeByName(name).GetUInt32Inc();
+}
+
+void CKorvatinCamera::SetUInt32(const char* name, uint32_t value) {
+    GetNodeByName(name).SetUInt32(value);
+}
+
+int32_t CKorvatinCamera::GetInt32(const char* name) {
+    return GetNodeByName(name).GetInt32();
+}
+
+int32_t CKorvatinCamera::GetInt32Min(const char* name) {
+    return GetNodeByName(name).GetInt32Min();
+}
+
+int32_t CKorvatinCamera::GetInt32Max(const char* name) {
+    return GetNodeByName(name).GetInt32Max();
+}
+
+int32_t CKorvatinCamera::GetInt32Inc(const char* name) {
+    return GetNodeByName(name).GetInt32Inc();
+}
+
+void CKorvatinCamera::SetInt32(const char* name, int32_t value) {
+    GetNodeByName(name).SetInt32(value);
+}
+
+double CKorvatinCamera::GetDouble(const char* name) {
+    return GetNodeByName(name).GetDouble();
+}
+
+void CKorvatinCamera::SetDouble(const char* name, double value) {
+    GetNodeByName(name).SetDouble(value);
+}
+
+bool CKorvatinCamera::GetBool(const char* name) {
+    return GetNodeByName(name).GetBool();
+}
+
+void CKorvatinCamera::SetBool(const char* name, bool value) {
+    GetNodeByName(name).SetBool(value);
+}
+
+void CKorvatinCamera::GetString(const char* name, char* buffer, unsigned long size,
+                                unsigned long* length) {
+    GetNodeByName(name).GetString(buffer, size, length);
+}
+
+void CKorvatinCamera::SetString(const char* name, const char* value) {
+    GetNodeByName(name).SetString(value);
+}
+
+void CKorvatinCamera::GetEnum(const char* name, char* buffer, unsigned long size,
+                              unsigned long* length) {
+    GetNodeByName(name).GetEnum(buffer, size, length);
+}
+
+void CKorvatinCamera::SetEnumByString(const char* name, const char* value) {
+    GetNodeByName(name).SetEnumByString(value);
+}
+
+void CKorvatinCamera::ExecuteCommand(const char* name) {
+    GetNodeByName(name).ExecuteCommand();
+}
+
+void CKorvatinCamera::GetParamAttr(const char* name, QrnParamAttribute* attribute) {
+    if (attribute == nullptr)
+        throw CKorvatinException("GetParamAttr needs an attribute record", QRN_ERR_INVALID);
+    std::memset(attribute, 0, sizeof *attribute);
+    if (!connection_)
+        throw CKorvatinException("No camera is connected", QRN_ERR_NOT_CONNECTED);
+    if (name == nullptr || connection_->Description()->FindFeature(name) == nullptr) {
+        attribute->dataType = 0xFFFFFFFFu;
+        return;
+    }
+    const CKorvatinGenICamNodeT node = GetNodeByName(name);
+    attribute->dataType = static_cast<uint32_t>(node.DataType());
+    attribute->accessMode = static_cast<uint32_t>(node.AccessMode());
+    attribute->cachable = node.IsCachable() ? 1 : 0;
+    node.Name(attribute->name, sizeof attribute->name, nullptr);
+    node.DisplayName(attribute->displayName, sizeof attribute->displayName, nullptr);
+}
