@@ -1,0 +1,54 @@
+// The camera's files behind the File Access Control features: two firmware slots and its
+// description, kept in memory and, with a store directory, on disk byte for byte.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Not thread-safe: the owning camera calls it under its mutex.
+class CFileAccess {
+public:
+    enum Slot : uint32_t { Firmware = 0, FirmwareAlternate = 1, DeviceDescription = 2 };
+    enum Operation : uint32_t { Open = 0, Close = 1, Read = 2, Write = 3, Delete = 4 };
+    enum OpenMode : uint32_t { ModeRead = 0, ModeWrite = 1, ModeReadWrite = 2 };
+    static constexpr uint32_t kSlotCount = 3;
+    static constexpr uint32_t kBufferSize = 4096;
+
+    struct Result {
+        bool success = false;
+        uint32_t count = 0; // bytes moved by Read or Write
+    };
+
+    CFileAccess(std::string storeDirectory, std::string serial);
+
+    // Runs one operation; buffer is the kBufferSize bytes of FileAccessBuffer.
+    Result execute(uint32_t slot, uint32_t operation, uint32_t openMode, uint32_t offset,
+                   uint32_t length, uint8_t* buffer);
+    uint32_t size(uint32_t slot) const;
+
+    // What the description slot reads before anything is written to it.
+    void setCurrentDescription(const std::vector<uint8_t>& description);
+    // A description written and closed since the last call; the camera serves it after a reset.
+    bool takeWrittenDescription(std::vector<uint8_t>* description);
+    // Closes every open file, as a reset does.
+    void closeAll();
+
+    // Where a slot is kept in the store directory; empty without one.
+    std::string storePath(uint32_t slot) const;
+
+private:
+    struct File {
+        std::vector<uint8_t> content;
+        bool open = false;
+        uint32_t mode = ModeRead;
+        bool written = false;
+    };
+    void saveToStore(uint32_t slot) const;
+
+    std::string storeDirectory_;
+    std::string serial_;
+    std::array<File, kSlotCount> files_;
+    bool descriptionPending_ = false;
+};

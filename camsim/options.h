@@ -1,0 +1,38 @@
+// Command line of korvatin-camsim: what to simulate and where.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+class COptions {
+public:
+    // Parses argv. Returns false with error() set for bad input; helpRequested() after --help.
+    bool parse(int argc, char** argv);
+    static std::string usage();
+
+    const std::string& error() const { return error_; }
+    bool helpRequested() const { return help_; }
+
+    uint32_t address = 0x7F000001; // 127.0.0.1, host byte order
+    std::string serial;            // empty: derived from the address
+    std::array<uint8_t, 6> mac{};
+    bool macGiven = false;
+    int count = 1;
+    uint32_t widthMax = 1280;
+    uint32_t heightMax = 960;
+    double fps = 0; // 0: no limit beyond the FrameRate feature
+    int lostRatioPerMille = 0;
+    std::string storeDirectory;
+    std::string descriptionFile;
+    bool anyAddress = false;
+
+    // Identity of camera number `index` (0-based) of a --count run.
+    uint32_t addressOf(int index) const { return address + uint32_t(index); }
+    std::string serialOf(int index) const;
+    std::array<uint8_t, 6> macOf(int index) const;
+
+private:
+    std::string error_;
+    bool help_ = false;
+};

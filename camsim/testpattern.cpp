@@ -1,0 +1,167 @@
+// Moving test pattern of the simulated sensor, in every pixel format the camera offers.
+#include "testpattern.h"
+
+#include <cstring>
+
+bool CTestPattern::isSupported(uint32_t pixelFormat) {
+    switch (pixelFormat) {
+    case PixelFormat::Mono8:
+    case PixelFormat::Mono10:
+    case PixelFormat::Mono12:
+    case PixelFormat::Mono16:
+    case PixelFormat::Mono10Packed:
+    case PixelFormat::Mono12Packed:
+    case PixelFormat::BayerGR8:
+    case PixelFormat::BayerRG8:
+    case PixelFormat::BayerGB8:
+    case PixelFormat::BayerBG8:
+    case PixelFormat::BayerGR12:
+    case PixelFormat::BayerRG12:
+    case PixelFormat::BayerGB12:
+    case PixelFormat::BayerBG12:
+    case PixelFormat::RGB8:
+    case PixelFormat::BGR8:
+    case PixelFormat::YUV422_8:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Bits per pixel are bits 16-23 of a GigE Vision pixel format code.
+uint32_t CTestPattern::bitsPerPixel(uint32_t pixelFormat) {
+    return (pixelFormat >> 16) & 0xFF;
+}
+
+uint32_t CTestPattern::payloadSize(uint32_t width, uint32_t height, uint32_t pixelFormat) {
+    return uint32_t(uint64_t(width) * height * bitsPerPixel(pixelFormat) / 8);
+}
+
+void CTestPattern::buildTable(int bits, const uint16_t* lut) {
+    const uint32_t levels = 1u << bits;
+    table_.resize(levels);
+    for (uint32_t p = 0; p < levels; ++p) {
+        if (!lut) {
+            table_[p] = uint16_t(p);
+            continue;
+        }
+        const uint32_t index = bits >= 10 ? p >> (bits - 10) : p << (10 - bits);
+        const uint32_t out = lut[index] & kLutMaxValue;
+        table_[p] =
+            uint16_t(bits >= 10 ? (out << (bits - 10)) | (out >> (20 - bits)) : out >> (10 - bits));
+    }
+}
+
+void CTestPattern::fill(const FrameGeometry& geometry, uint32_t step, const uint16_t* lut,
+                        uint8_t* destination) {
+    switch (geometry.pixelFormat) {
+    case PixelFormat::Mono8:
+    case PixelFormat::BayerGR8:
+    case PixelFormat::BayerRG8:
+    case PixelFormat::BayerGB8:
+    case PixelFormat::BayerBG8:
+        buildTable(8, lut);
+        fillEightBit(geometry, step, destination);
+        break;
+    case PixelFormat::Mono10:
+    case PixelFormat::Mono10Packed:
+        buildTable(10, lut);
+        fillWide(geometry, step, 10, destination);
+        break;
+    case PixelFormat::Mono12:
+    case PixelFormat::Mono12Packed:
+    case PixelFormat::BayerGR12:
+    case PixelFormat::BayerRG12:
+    case PixelFormat::BayerGB12:
+    case PixelFormat::BayerBG12:
+        buildTable(12, lut);
+        fillWide(geometry, step, 12, destination);
+        break;
+    case PixelFormat::Mono16:
+        buildTable(16, lut);
+        fillWide(geometry, step, 16, destination);
+        break;
+    default:
+        buildTable(8, lut);
+        fillColour(geometry, step, destination);
+        break;
+    }
+}
+
+// Row y is a window into one ramp of levels, shifted by one per row: a memcpy per row, so the
+// largest frames are generated much faster than they can be sent.
+void CTestPattern::fillEightBit(const FrameGeometry& g, uint32_t step, uint8_t* destination) {
+    ramp_.resize(g.width + 256);
+    for (uint32_t i = 0; i < ramp_.size(); ++i)
+        ramp_[i] = uint8_t(table_[i & 0xFF]);
+    for (uint32_t y = 0; y < g.height; ++y) {
+        const uint32_t start = (g.offsetX + g.offsetY + y + step) & 0xFF;
+        std::memcpy(destination + std::size_t(y) * g.width, ramp_.data() + start, g.width);
+    }
+}
+
+void CTestPattern::fillWide(const FrameGeometry& g, uint32_t step, int bits, uint8_t* destination) {
+    const uint32_t lowMask = (1u << (bits - 8)) - 1;
+    const bool packed =
+        g.pixelFormat == PixelFormat::Mono10Packed || g.pixelFormat == PixelFormat::Mono12Packed;
+    uint8_t* out = destination;
+    for (uint32_t y = 0; y < g.height; ++y) {
+        const uint32_t sy = g.offsetY + y;
+        uint32_t x = 0;
+        while (x < g.width) {
+            const uint32_t sx = g.offsetX + x;
+            const uint32_t level0 = ((sx + sy + step) & 0xFF) << (bits - 8) | (sx & lowMask);
+            const uint16_t p0 = table_[level0];
+            if (!packed) {
+                out[0] = uint8_t(p0);
+                out[1] = uint8_t(p0 >> 8);
+                out += 2;
+                ++x;
+                continue;
+            }
+            const uint32_t level1 =
+                ((sx + 1 + sy + step) & 0xFF) << (bits - 8) | ((sx + 1) & lowMask);
+            const uint16_t p1 = table_[level1];
+            if (bits == 10) {
+                out[0] = uint8_t(p0 >> 2);
+                out[1] = uint8_t((p0 & 0x3) | (p1 & 0x3) << 4);
+                out[2] = uint8_t(p1 >> 2);
+            } else {
+                out[0] = uint8_t(p0 >> 4);
+                out[1] = uint8_t((p0 & 0xF) | (p1 & 0xF) << 4);
+                out[2] = uint8_t(p1 >> 4);
+            }
+            out += 3;
+            x += 2;
+        }
+    }
+}
+
+void CTestPattern::fillColour(const FrameGeometry& g, uint32_t step, uint8_t* destination) {
+    uint8_t* out = destination;
+    for (uint32_t y = 0; y < g.height; ++y) {
+        const uint32_t sy = g.offsetY + y;
+        for (uint32_t x = 0; x < g.width; ++x) {
+            const uint32_t sx = g.offsetX + x;
+            const uint8_t red = uint8_t(table_[(sx + step) & 0xFF]);
+            const uint8_t green = uint8_t(table_[(sy + step) & 0xFF]);
+            const uint8_t blue = uint8_t(table_[(sx + sy + step) & 0xFF]);
+            if (g.pixelFormat == PixelFormat::RGB8) {
+                out[0] = red;
+                out[1] = green;
+                out[2] = blue;
+                out += 3;
+            } else if (g.pixelFormat == PixelFormat::BGR8) {
+                out[0] = blue;
+                out[1] = green;
+                out[2] = red;
+                out += 3;
+            } else {
+                // YUV422_8: luma per pixel, U on even and V on odd pixels.
+                out[0] = blue;
+                out[1] = uint8_t((x % 2 == 0 ? sx : sy) + step);
+                out += 2;
+            }
+        }
+    }
+}

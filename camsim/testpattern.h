@@ -1,0 +1,62 @@
+// Moving test pattern of the simulated sensor, in every pixel format the camera offers.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace PixelFormat {
+constexpr uint32_t Mono8 = 0x01080001;
+constexpr uint32_t Mono10 = 0x01100003;
+constexpr uint32_t Mono12 = 0x01100005;
+constexpr uint32_t Mono16 = 0x01100007;
+constexpr uint32_t Mono10Packed = 0x010C0004;
+constexpr uint32_t Mono12Packed = 0x010C0006;
+constexpr uint32_t BayerGR8 = 0x01080008;
+constexpr uint32_t BayerRG8 = 0x01080009;
+constexpr uint32_t BayerGB8 = 0x0108000A;
+constexpr uint32_t BayerBG8 = 0x0108000B;
+constexpr uint32_t BayerGR12 = 0x01100010;
+constexpr uint32_t BayerRG12 = 0x01100011;
+constexpr uint32_t BayerGB12 = 0x01100012;
+constexpr uint32_t BayerBG12 = 0x01100013;
+constexpr uint32_t RGB8 = 0x02180014;
+constexpr uint32_t BGR8 = 0x02180015;
+constexpr uint32_t YUV422_8 = 0x02100032; // Y0 U Y1 V
+} // namespace PixelFormat
+
+struct FrameGeometry {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint32_t offsetX = 0;
+    uint32_t offsetY = 0;
+    uint32_t pixelFormat = PixelFormat::Mono8;
+};
+
+// The look-up table has kLutSize entries of 10 bits. An 8-bit level p is looked up at p * 4 and
+// the result divided by 4; a level of more than 10 bits is looked up by its top 10 bits and the
+// result is widened back by repeating its top bits below it. Colour formats go through the table
+// per channel; YUV422_8 only with its luma.
+class CTestPattern {
+public:
+    static constexpr int kLutSize = 1024;
+    static constexpr uint32_t kLutMaxValue = 1023;
+
+    static bool isSupported(uint32_t pixelFormat);
+    static uint32_t bitsPerPixel(uint32_t pixelFormat);
+    static uint32_t payloadSize(uint32_t width, uint32_t height, uint32_t pixelFormat);
+
+    // Writes frame number `step` of the pattern (payloadSize() bytes) to destination. The pattern
+    // is a diagonal ramp over the sensor that moves by one level per step; the region shows the
+    // part of it under the region. lut is null when the table is off.
+    void fill(const FrameGeometry& geometry, uint32_t step, const uint16_t* lut,
+              uint8_t* destination);
+
+private:
+    void buildTable(int bits, const uint16_t* lut);
+    void fillEightBit(const FrameGeometry& g, uint32_t step, uint8_t* destination);
+    void fillWide(const FrameGeometry& g, uint32_t step, int bits, uint8_t* destination);
+    void fillColour(const FrameGeometry& g, uint32_t step, uint8_t* destination);
+
+    std::vector<uint16_t> table_; // level -> output level, for the current depth
+    std::vector<uint8_t> ramp_;
+};
