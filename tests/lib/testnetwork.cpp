@@ -26,7 +26,7 @@ bool TestNetwork::addLoopbackAddress(const QString& address, QString* error) {
     if (!ip.waitForFinished(10000))
         return fail("ip addr add " + address + " did not finish");
     const QString err = QString::fromLocal8Bit(ip.readAllStandardError());
-    if (ip.exitCode() != 0 && !err.contains("File exists"))
+    if (ip.exitCode() != 0 && !err.contains("File exists") && !err.contains("already assigned"))
         return fail("ip addr add " + address + " failed: " + err.trimmed());
     return true;
 }
