@@ -843,6 +843,8 @@ uint16_t CCamera::writeDeviceRegister(uint32_t address, uint32_t value, Actions*
         break;
     case kTestPatternSeed:
         valid = value <= 255;
+        if (valid)
+            ++seedGeneration_;
         break;
     case kAutoOffsetX:
         valid = value % 4 == 0 && value <= widthMax - 16;
@@ -925,6 +927,7 @@ void CCamera::readStreamSettings(StreamSettings& settings) const {
         settings.triggered = registers_.readU32(kTriggerMode) == 1;
         settings.moving = registers_.readU32(kTestPatternMoving) == 1;
         settings.seed = registers_.readU32(kTestPatternSeed);
+        settings.seedGeneration = seedGeneration_;
         settings.lutEnabled = registers_.readU32(kLutEnable) == 1;
         if (settings.lutEnabled)
             settings.lut = lut_;

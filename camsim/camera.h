@@ -102,14 +102,16 @@ private:
     const uint32_t startupAddress_;
     std::atomic<uint32_t> address_; // current address; written by the control thread only
 
-    mutable std::mutex mutex_; // Protects registers_, lut_, controller_, files_, description_,
-                               // frameCounter_ and timestampOrigin_ (control and stream threads).
+    mutable std::mutex
+        mutex_; // Protects registers_, lut_, controller_, files_, description_,
+                // frameCounter_, seedGeneration_ and timestampOrigin_ (control and stream threads).
     CRegisterMemory registers_;
     std::array<uint16_t, CTestPattern::kLutSize> lut_{};
     Controller controller_;
     CFileAccess files_;
     Description description_;
     uint32_t frameCounter_ = 0;
+    uint32_t seedGeneration_ = 0;
     std::chrono::steady_clock::time_point timestampOrigin_;
 
     // Control thread only (and start()/stop() while it is not running).

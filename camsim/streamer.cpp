@@ -176,6 +176,10 @@ void CStreamer::run() {
         // The slot is invalid, so resends leave it alone while it is refilled.
         if (slot->data.size() < payloadSize)
             slot->data.resize(payloadSize);
+        if (settings.seedGeneration != seedGeneration_) {
+            seedGeneration_ = settings.seedGeneration;
+            step_ = 0;
+        }
         pattern_.fill(settings.geometry, settings.seed + step_,
                       settings.lutEnabled ? settings.lut.data() : nullptr, slot->data.data());
         if (settings.moving)

@@ -24,6 +24,7 @@ struct StreamSettings {
     bool triggered = false;
     bool moving = true;
     uint32_t seed = 0;
+    uint32_t seedGeneration = 0; // changes with each seed written: the pattern restarts at it
     uint32_t packetDelayNs = 0;
     bool lutEnabled = false;
     std::array<uint16_t, CTestPattern::kLutSize> lut{};
@@ -94,6 +95,7 @@ private:
     CUdpSocket socket_;
     CTestPattern pattern_;                    // stream thread only
     uint32_t step_ = 0;                       // stream thread only
+    uint32_t seedGeneration_ = 0;             // stream thread only
     uint64_t random_ = 0x9E3779B97F4A7C15ull; // stream thread only
 
     std::mutex ringMutex_; // Protects slots_ (valid, blockId and the vector itself) and the
