@@ -1,0 +1,91 @@
+// Periodic device discovery on a thread of its own, results handed to the GUI thread.
+#include "devicediscoverythread.h"
+
+#include "metatypes.h"
+
+#include <korvatin/korvatincamera.h>
+
+#include <QMetaMethod>
+#include <QMutexLocker>
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <memory>
+
+DeviceDiscoveryThread::DeviceDiscoveryThread(const ListDevicesSettings& settings)
+    : QThread(nullptr), m_settings(settings) {
+    RegisterCameraMetaTypes();
+}
+
+DeviceDiscoveryThread::~DeviceDiscoveryThread() = default;
+
+void DeviceDiscoveryThread::SetDiscovery(bool enabled, const ListDevicesSettings& settings,
+                                         bool waitForIdle) {
+    m_enabled = enabled;
+    {
+        QMutexLocker lock(&m_settingsMutex);
+        m_settings = settings;
+    }
+    if (!enabled && waitForIdle) {
+        // A pass in progress holds the list mutex until ListDevices has returned.
+        m_listMutex.lock();
+        m_listMutex.unlock();
+    }
+}
+
+void DeviceDiscoveryThread::stop() {
+    m_running = false;
+    QMutexLocker lock(&m_waitMutex);
+    m_wakeCondition.wakeAll();
+}
+
+void DeviceDiscoveryThread::run() {
+    m_running = true;
+    std::unique_ptr<GigEVisionDeviceInfo[]> buffer(new GigEVisionDeviceInfo[kMaxDevices]);
+    QMutexLocker waitLock(&m_waitMutex);
+
+    for (;;) {
+        if (m_enabled) {
+            unsigned int count = 0;
+            bool listed = false;
+            {
+                // Lets a settings write in progress complete before the copy is read.
+                QMutexLocker settingsLock(&m_settingsMutex);
+            }
+            {
+                QMutexLocker listLock(&m_listMutex);
+                // Checked again under the list mutex: once SetDiscovery(false, ..., true) has
+                // returned, no pass may start.
+                if (m_enabled) {
+                    try {
+                        CKorvatinCamera::ListDevices(buffer.get(), kMaxDevices, &count,
+                                                     &m_settings);
+                        listed = true;
+                    } catch (const std::exception&) {
+                        // Deliberately silent: the owner keeps its last result until a later
+                        // pass succeeds.
+                    }
+                }
+            }
+            if (listed) {
+                if (m_skipNextResult || !m_running) {
+                    m_skipNextResult = false;
+                } else if (isSignalConnected(QMetaMethod::fromSignal(
+                               &DeviceDiscoveryThread::devicesDiscovered))) {
+                    // Without a receiver nobody would own the copy, so none is made.
+                    const unsigned int found = std::min(count, kMaxDevices);
+                    GigEVisionDeviceInfo* block = new GigEVisionDeviceInfo[found];
+                    std::memcpy(static_cast<void*>(block), buffer.get(),
+                                found * sizeof(GigEVisionDeviceInfo));
+                    emit devicesDiscovered(block, int(found));
+                }
+            }
+        }
+        if (!m_running)
+            return;
+        const bool woken = m_wakeCondition.wait(&m_waitMutex, kPeriodMs);
+        if (woken || !m_running)
+            return;
+    }
+}
