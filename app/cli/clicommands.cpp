@@ -1,0 +1,169 @@
+// The four commands of viewlane-cli on the camera SDK.
+#include "clicommands.h"
+
+#include "featurevalue.h"
+
+#include <korvatin/korvatincamera.h>
+
+#include <algorithm>
+#include <cctype>
+#include <list>
+#include <ostream>
+#include <set>
+#include <vector>
+
+namespace {
+
+// Large enough for every device of a big installation; the SDK never writes past it.
+constexpr unsigned int kMaxDevices = 1024;
+
+// MACs match whatever their case and separator.
+std::string normalizedMac(std::string text) {
+    for (char& c : text) {
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+        if (c == ':')
+            c = '-';
+    }
+    return text;
+}
+
+// One line of output never carries a line break of a device's text.
+std::string oneLine(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    std::replace(text.begin(), text.end(), '\r', ' ');
+    std::replace(text.begin(), text.end(), '\t', ' ');
+    return text;
+}
+
+} // namespace
+
+CCliCommands::CCliCommands(const CCliOptions& options, std::ostream& out)
+    : options_(options), out_(out) {}
+
+namespace {
+
+std::vector<GigEVisionDeviceInfo> discover(const CCliOptions& options) {
+    ListDevicesSettings settings{};
+    settings.timeoutMs = options.timeoutMs;
+    settings.interfaceAddress =
+        options.interfaceAddress.empty() ? nullptr : options.interfaceAddress.c_str();
+    settings.broadcast = options.broadcast ? 1 : 0;
+    std::vector<GigEVisionDeviceInfo> devices(kMaxDevices);
+    unsigned int count = 0;
+    CKorvatinCamera::ListDevices(devices.data(), kMaxDevices, &count, &settings);
+    devices.resize(std::min(count, kMaxDevices));
+    return devices;
+}
+
+} // namespace
+
+void CCliCommands::List() {
+    for (const GigEVisionDeviceInfo& device : discover(options_)) {
+        out_ << oneLine(device.manufacturerName) << '\t' << oneLine(device.serialNumber) << '\t'
+             << device.currentIp << '\t' << oneLine(device.modelName) << '\t' << device.macAddress
+             << '\t' << device.hostInterfaceAddress << '\n';
+    }
+}
+
+GigEVisionDeviceInfo CCliCommands::FindDevice(const std::string& id) {
+    const std::vector<GigEVisionDeviceInfo> devices = discover(options_);
+    for (const GigEVisionDeviceInfo& device : devices) {
+        if (id == device.serialNumber || id == device.currentIp ||
+            normalizedMac(id) == device.macAddress)
+            return device;
+    }
+    throw CKorvatinException("unknown device \"" + id +
+                                 "\": no device with this serial number, "
+                                 "IP address or MAC answered discovery (" +
+                                 std::to_string(devices.size()) + " device" +
+                                 (devices.size() == 1 ? "" : "s") + " found)",
+                             QRN_ERR_NOT_FOUND);
+}
+
+void CCliCommands::ConnectTo(CKorvatinCamera& camera, const std::string& device) {
+    const GigEVisionDeviceInfo info = FindDevice(device);
+    camera.Connect(info, nullptr);
+}
+
+CKorvatinGenICamNodeT CCliCommands::FindFeature(CKorvatinCamera& camera,
+                                                const std::string& feature) {
+    CKorvatinGenICamNodeT node;
+    try {
+        node = camera.GetNodeByName(feature.c_str());
+    } catch (const CKorvatinException& e) {
+        if (e.Code() != QRN_ERR_NOT_FOUND)
+            throw;
+    }
+    if (!node.IsValid())
+        throw CKorvatinException("unknown feature \"" + feature +
+                                     "\": the device's description has no such feature",
+                                 QRN_ERR_NOT_FOUND);
+    return node;
+}
+
+void CCliCommands::Tree(const std::string& device) {
+    CKorvatinCamera camera;
+    ConnectTo(camera, device);
+    std::string path;
+    PrintNode(camera.GetGENiCAMRoot(), 0, path);
+}
+
+// Every failure of one node is printed on that node's line; the walk always goes on.
+void CCliCommands::PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path) {
+    std::string line(size_t(depth) * 2, ' ');
+    std::string name;
+    QrnParamDataType type = QRN_PARAM_OTHER;
+    try {
+        name = CFeatureValue::Name(node);
+        line += oneLine(CFeatureValue::DisplayName(node)) + '\t' + name;
+        type = node.DataType();
+        line += '\t' + CFeatureValue::TypeWord(type);
+        line += '\t' + std::string(CFeatureValue::AccessWord(node.AccessMode()));
+        line += '\t';
+        line += oneLine(CFeatureValue::Read(node));
+    } catch (const std::exception& e) {
+        line += '\t';
+        line += oneLine(e.what());
+    }
+    out_ << line << '\n';
+
+    if (type != QRN_PARAM_CATEGORY)
+        return;
+    // A category listed inside itself, directly or further down, is printed but not entered
+    // again.
+    const std::string marker = '\n' + name + '\n';
+    if (path.find(marker) != std::string::npos)
+        return;
+    std::list<CKorvatinGenICamNodeT> features;
+    try {
+        node.GetCategoryFeatures(&features);
+    } catch (const std::exception& e) {
+        out_ << std::string(size_t(depth + 1) * 2, ' ') << '\t' << oneLine(e.what()) << '\n';
+        return;
+    }
+    const size_t pathLength = path.size();
+    path += marker;
+    for (const CKorvatinGenICamNodeT& feature : features)
+        PrintNode(feature, depth + 1, path);
+    path.resize(pathLength);
+}
+
+void CCliCommands::Get(const std::string& device, const std::string& feature) {
+    CKorvatinCamera camera;
+    ConnectTo(camera, device);
+    const CKorvatinGenICamNodeT node = FindFeature(camera, feature);
+    const QrnParamDataType type = node.DataType();
+    if (type == QRN_PARAM_CATEGORY || type == QRN_PARAM_COMMAND || type > QRN_PARAM_CATEGORY)
+        throw CKorvatinException(feature + " is of type " + CFeatureValue::TypeWord(type) +
+                                     " and has no value to read",
+                                 QRN_ERR_INVALID);
+    out_ << CFeatureValue::Read(node) << '\n';
+}
+
+void CCliCommands::Set(const std::string& device, const std::string& feature,
+                       const std::string& value) {
+    CKorvatinCamera camera;
+    ConnectTo(camera, device);
+    CKorvatinGenICamNodeT node = FindFeature(camera, feature);
+    CFeatureValue::Write(node, value);
+}

@@ -1,0 +1,34 @@
+// The four commands of viewlane-cli on the camera SDK.
+#pragma once
+
+#include "clioptions.h"
+
+#include <korvatin/gigevisiondeviceinfo.h>
+
+#include <iosfwd>
+#include <string>
+
+class CKorvatinCamera;
+class CKorvatinGenICamNodeT;
+
+// Each command writes its result to `out` and throws (CKorvatinException) on the first error;
+// main turns that into one line on standard error.
+class CCliCommands {
+public:
+    CCliCommands(const CCliOptions& options, std::ostream& out);
+
+    void List();
+    void Tree(const std::string& device);
+    void Get(const std::string& device, const std::string& feature);
+    void Set(const std::string& device, const std::string& feature, const std::string& value);
+
+private:
+    // Discovers the devices and returns the one whose serial number, IP address or MAC is `id`.
+    GigEVisionDeviceInfo FindDevice(const std::string& id);
+    void ConnectTo(CKorvatinCamera& camera, const std::string& device);
+    static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
+    void PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path);
+
+    const CCliOptions& options_;
+    std::ostream& out_;
+};

@@ -1,0 +1,52 @@
+// viewlane-cli: lists cameras and reads, writes and walks their features from a shell.
+#include "clicommands.h"
+#include "clioptions.h"
+
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace {
+
+// Every error is one line on standard error.
+int report(const std::string& message, int status) {
+    std::string line = message;
+    for (char& c : line) {
+        if (c == '\n' || c == '\r')
+            c = ' ';
+    }
+    std::cerr << "viewlane-cli: " << line << std::endl;
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CCliOptions options;
+    try {
+        options = CCliOptions::Parse(argc, argv);
+    } catch (const CUsageError& e) {
+        return report(std::string(e.what()) + " (see viewlane-cli --help)", 2);
+    }
+    if (options.help) {
+        std::cout << CCliOptions::Usage();
+        return 0;
+    }
+    try {
+        CCliCommands commands(options, std::cout);
+        const auto& args = options.arguments;
+        if (options.command == "list")
+            commands.List();
+        else if (options.command == "tree")
+            commands.Tree(args[0]);
+        else if (options.command == "get")
+            commands.Get(args[0], args[1]);
+        else
+            commands.Set(args[0], args[1], args[2]);
+        std::cout.flush();
+    } catch (const std::exception& e) {
+        std::cout.flush();
+        return report(e.what(), 1);
+    }
+    return 0;
+}
