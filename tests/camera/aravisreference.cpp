@@ -158,7 +158,10 @@ QList<AravisReference::Feature> AravisReference::featuresFromRoot() const {
             GError* raw = nullptr;
             const gint64 min = arv_gc_integer_get_min(ARV_GC_INTEGER(node), &raw);
             ErrorPtr error(raw);
-            feature.signedInt = !error && min < 0;
+            // A node without a defined minimum has no lower bound.
+            feature.signedInt = error ? (error->domain == ARV_GC_ERROR &&
+                                         error->code == ARV_GC_ERROR_PROPERTY_NOT_DEFINED)
+                                      : min < 0;
         }
         readValue(node, &feature);
         features.append(feature);

@@ -17,7 +17,7 @@ public:
         QString element;        // the description's element: "Integer", "StringReg", ...
         QString access;         // "NI", "NA", "WO", "RO" or "RW", as Aravis answers
         bool integer = false;   // an integer node (Integer, IntReg, IntSwissKnife, ...)
-        bool signedInt = false; // an integer node whose minimum is negative
+        bool signedInt = false; // an integer node whose minimum is negative or undefined
         bool readable = false;  // Aravis could read its value
         QString value;          // integers in decimal, booleans true/false, enumeration entry
         double floatValue = 0;  // the value of a float node
