@@ -4,6 +4,12 @@
 #include "genicamloader.h"
 #include "korvatin/korvatinexception.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <cstring>
 #include <string>
@@ -12,7 +18,10 @@ namespace korvatin {
 
 namespace {
 
-constexpr guint64 kControlChannelPrivilege = 0x0A00;
+constexpr uint16_t kGvcpPort = 3956;
+// Control-channel time-out used while closing a connection to a device that is gone.
+constexpr unsigned int kGoneTimeoutMs = 10;
+constexpr auto kProbeTimeout = std::chrono::milliseconds(300);
 constexpr guint32 kPrivilegeControl = 0x2;
 constexpr guint32 kPrivilegeExclusive = 0x1;
 constexpr auto kWatchPeriod = std::chrono::milliseconds(1000);
@@ -71,8 +80,9 @@ struct AravisGvPrivate0826 {
     AravisGvIoData0826* ioData;
 };
 
-// True when the time-out could be set.
-bool setGvcpTimeout(ArvDevice* device, int32_t units) {
+// True when the time-out could be set. `checkDefault` makes sure the field still holds one
+// of Aravis' built-in defaults, which is how a layout this code does not know is refused.
+bool setGvcpTimeoutMs(ArvDevice* device, unsigned int timeoutMs, bool checkDefault) {
     if (arv_get_major_version() != 0 || arv_get_minor_version() != 8 ||
         arv_get_micro_version() != 26 || !ARV_IS_GV_DEVICE(device))
         return false;
@@ -82,12 +92,12 @@ bool setGvcpTimeout(ArvDevice* device, int32_t units) {
     G_GNUC_END_IGNORE_DEPRECATIONS
     if (priv == nullptr || priv->ioData == nullptr || !G_IS_SOCKET(priv->ioData->socket))
         return false;
-    // Aravis' two built-in defaults; anything else means the layout is not what we expect.
-    if (priv->ioData->gvcpTimeoutMs != 500 && priv->ioData->gvcpTimeoutMs != 25)
+    if (checkDefault && priv->ioData->gvcpTimeoutMs != 500 && priv->ioData->gvcpTimeoutMs != 25)
         return false;
-    g_mutex_lock(&priv->ioData->mutex);
-    priv->ioData->gvcpTimeoutMs = static_cast<unsigned int>(units) * 100u;
-    g_mutex_unlock(&priv->ioData->mutex);
+    // Aravis reads the field afresh for every attempt, so a plain store is enough; the I/O
+    // mutex is not taken because a transfer may hold it for the whole of its retries.
+    g_atomic_int_set(reinterpret_cast<gint*>(&priv->ioData->gvcpTimeoutMs),
+                     static_cast<gint>(timeoutMs));
     return true;
 }
 
@@ -116,6 +126,11 @@ void ConnectionLostNotifier::Fire() {
         callback_(context_, nullptr);
 }
 
+bool ConnectionLostNotifier::Fired() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return fired_;
+}
+
 void ConnectionLostNotifier::Disable() {
     std::lock_guard<std::mutex> lock(mutex_);
     enabled_ = false;
@@ -140,7 +155,9 @@ CameraConnection::CameraConnection(const GigEVisionDeviceInfo& device, const Opt
                                  codeOf(error.get()));
     }
     device_ = GObjectRef<ArvDevice>::Adopt(opened);
-    setGvcpTimeout(device_.Get(), options.gvcpTimeoutUnits > 0 ? options.gvcpTimeoutUnits : 1);
+    const int32_t units = options.gvcpTimeoutUnits > 0 ? options.gvcpTimeoutUnits : 1;
+    timeoutControl_ =
+        setGvcpTimeoutMs(device_.Get(), static_cast<unsigned int>(units) * 100u, true);
 
     ArvGvDevice* gvDevice = ARV_GV_DEVICE(device_.Get());
     if (!arv_gv_device_is_controller(gvDevice)) {
@@ -183,9 +200,16 @@ CameraConnection::~CameraConnection() {
     if (device_) {
         if (controlLostHandler_ != 0)
             g_signal_handler_disconnect(device_.Get(), controlLostHandler_);
-        // Giving control back lets another application in at once; failing to is harmless,
-        // the device's heartbeat time-out frees it as well.
-        arv_gv_device_leave_control(ARV_GV_DEVICE(device_.Get()), nullptr);
+        if (lostNotifier_->Fired()) {
+            // The device is gone: nothing to give back, and Aravis' heartbeat thread, which
+            // the release below waits for, should give up its retries at once.
+            if (timeoutControl_)
+                setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
+        } else {
+            // Giving control back lets another application in at once; failing to is
+            // harmless, the device's heartbeat time-out frees it as well.
+            arv_gv_device_leave_control(ARV_GV_DEVICE(device_.Get()), nullptr);
+        }
         device_.Reset();
     }
 }
@@ -243,16 +267,59 @@ void CameraConnection::SetLostCallback(ConnectionLostNotifier::Callback callback
 }
 
 // Aravis reports control-lost only when the device answers that someone else has control; a
-// device that stops answering altogether goes unreported. This thread notices the silence.
+// device that stops answering altogether goes unreported, and Aravis' own retries would take
+// many seconds to show it. This thread asks the device for its control-channel privilege
+// register once a period, on a socket of its own with a short time-out, and reports the loss
+// when the device stays silent for kSilenceLimit or answers that we no longer control it.
 void CameraConnection::WatchControl() {
+    const int probe = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (probe < 0)
+        return; // without a socket only Aravis' own control-lost signal is left to report
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    inet_pton(AF_INET, info_.hostInterfaceAddress, &local.sin_addr);
+    sockaddr_in remote{};
+    remote.sin_family = AF_INET;
+    remote.sin_port = htons(kGvcpPort);
+    inet_pton(AF_INET, info_.currentIp, &remote.sin_addr);
+    if (::bind(probe, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 ||
+        ::connect(probe, reinterpret_cast<sockaddr*>(&remote), sizeof remote) != 0) {
+        ::close(probe);
+        return;
+    }
+
+    uint16_t requestId = 1;
     auto lastAnswer = std::chrono::steady_clock::now();
     std::unique_lock<std::mutex> lock(watchdogMutex_);
     while (!watchdogWake_.wait_for(lock, kWatchPeriod, [this] { return stopping_; })) {
         lock.unlock();
-        guint32 privilege = 0;
-        GErrorPtr error;
-        const bool answered = arv_device_read_register(device_.Get(), kControlChannelPrivilege,
-                                                       &privilege, Out(error)) != FALSE;
+        requestId = static_cast<uint16_t>(requestId == 0xFFFF ? 1 : requestId + 1);
+        const uint8_t command[12] = {
+            0x42, 0x01, 0x00, 0x80, 0x00, 0x04, uint8_t(requestId >> 8), uint8_t(requestId & 0xFF),
+            0x00, 0x00, 0x0A, 0x00};
+        bool answered = false;
+        uint32_t privilege = 0;
+        if (::send(probe, command, sizeof command, 0) == sizeof command) {
+            const auto deadline = std::chrono::steady_clock::now() + kProbeTimeout;
+            for (;;) {
+                const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    deadline - std::chrono::steady_clock::now());
+                if (left.count() <= 0)
+                    break;
+                pollfd ready{probe, POLLIN, 0};
+                if (::poll(&ready, 1, static_cast<int>(left.count())) <= 0)
+                    break;
+                uint8_t ack[64];
+                const ssize_t size = ::recv(probe, ack, sizeof ack, 0);
+                if (size >= 12 && ack[2] == 0x00 && ack[3] == 0x81 && ack[6] == command[6] &&
+                    ack[7] == command[7]) {
+                    answered = ack[0] == 0 && ack[1] == 0;
+                    privilege = (uint32_t(ack[8]) << 24) | (uint32_t(ack[9]) << 16) |
+                                (uint32_t(ack[10]) << 8) | ack[11];
+                    break;
+                }
+            }
+        }
         const auto now = std::chrono::steady_clock::now();
         bool lost = false;
         if (answered) {
@@ -269,6 +336,8 @@ void CameraConnection::WatchControl() {
             break;
         }
     }
+    lock.unlock();
+    ::close(probe);
 }
 
 } // namespace korvatin

@@ -23,6 +23,8 @@ public:
     // Calls the callback unless it already ran or the connection was closed. Runs on Aravis'
     // heartbeat thread or on the watchdog thread, never on the application's.
     void Fire();
+    // True once the loss was seen (whether or not a callback was set).
+    bool Fired();
     // After Disable returns no call is running and none will start.
     void Disable();
 
@@ -69,6 +71,7 @@ private:
     int xmlIndex_ = 0;
     std::shared_ptr<ConnectionLostNotifier> lostNotifier_;
     gulong controlLostHandler_ = 0;
+    bool timeoutControl_ = false; // whether the control-channel time-out could be set
 
     std::thread watchdog_;
     std::mutex watchdogMutex_; // guards stopping_

@@ -332,13 +332,14 @@ void CKorvatinGenICamNodeT::GetEnumEntries(std::list<CKorvatinGenICamNodeT>* ent
     requireType(node_, ARV_IS_GC_ENUMERATION(node_), "Enumeration");
     if (entries == nullptr)
         throw CKorvatinException("GetEnumEntries needs a list", QRN_ERR_INVALID);
-    for (const GSList* item = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(node_));
-         item != nullptr; item = item->next) {
-        if (!ARV_IS_GC_FEATURE_NODE(item->data))
+    // In the description's order: Aravis keeps its own list of entries the other way round.
+    for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(node_)); child != nullptr;
+         child = arv_dom_node_get_next_sibling(child)) {
+        if (!ARV_IS_GC_ENUM_ENTRY(child))
             continue;
         CKorvatinGenICamNodeT entry;
         entry.description_ = description_;
-        entry.node_ = item->data;
+        entry.node_ = child;
         entries->push_back(entry);
     }
 }
