@@ -1,0 +1,133 @@
+// The simulator's command line: help, refused options, clean exit on SIGTERM and SIGINT, and a
+// foreign description served on any-address registers.
+#include "aravishost.h"
+#include "gvcpclient.h"
+#include "simulatorprocess.h"
+#include "testnetwork.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+
+class TestCamsimCommandLine : public QObject {
+    Q_OBJECT
+
+private slots:
+    void helpDescribesEveryOption();
+    void badOptionsAreRefused_data();
+    void badOptionsAreRefused();
+    void terminationSignalsEndItCleanly_data();
+    void terminationSignalsEndItCleanly();
+    void foreignDescriptionIsServedWithAnyAddressRegisters();
+};
+
+void TestCamsimCommandLine::helpDescribesEveryOption() {
+    QProcess process;
+    process.start(TestNetwork::binDir() + "/korvatin-camsim", {"--help"});
+    QVERIFY(process.waitForFinished(10000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 0);
+    const QString help = QString::fromLocal8Bit(process.readAllStandardOutput());
+    for (const char* option :
+         {"--address", "--serial", "--mac", "--count", "--width", "--height", "--fps",
+          "--lost-ratio", "--store", "--description", "--any-address", "--help"})
+        QVERIFY2(help.contains(option), option);
+}
+
+void TestCamsimCommandLine::badOptionsAreRefused_data() {
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("unknown option") << QStringList{"--colour"};
+    QTest::newRow("bad address") << QStringList{"--address", "127.0.0.300"};
+    QTest::newRow("width too large") << QStringList{"--width", "4100"};
+    QTest::newRow("height too large") << QStringList{"--height", "3073"};
+    QTest::newRow("lost ratio above 1000") << QStringList{"--lost-ratio", "1001"};
+    QTest::newRow("bad MAC") << QStringList{"--mac", "00:11:22:33:44"};
+    QTest::newRow("missing value") << QStringList{"--count"};
+    QTest::newRow("missing description") << QStringList{"--description", "/nonexistent.xml"};
+}
+
+void TestCamsimCommandLine::badOptionsAreRefused() {
+    QFETCH(QStringList, arguments);
+    QProcess process;
+    process.start(TestNetwork::binDir() + "/korvatin-camsim", arguments);
+    QVERIFY(process.waitForFinished(10000));
+    QVERIFY(process.exitCode() != 0);
+    QVERIFY(process.readAllStandardError().contains("korvatin-camsim: "));
+    QVERIFY(!process.readAllStandardOutput().contains("listening on"));
+}
+
+void TestCamsimCommandLine::terminationSignalsEndItCleanly_data() {
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGTERM") << int(SIGTERM);
+    QTest::newRow("SIGINT") << int(SIGINT);
+}
+
+void TestCamsimCommandLine::terminationSignalsEndItCleanly() {
+    QFETCH(int, signal);
+    QProcess process;
+    process.start(TestNetwork::binDir() + "/korvatin-camsim",
+                  {"--address", "127.0.18.1", "--count", "4"});
+    QVERIFY(process.waitForStarted(10000));
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT((output += process.readAllStandardOutput()).count("listening on") == 4,
+                             10000);
+    // Streaming at the moment of the signal must not keep it from ending.
+    CGvcpClient client;
+    const QString camera("127.0.18.2");
+    QCOMPARE(client.writeRegister(camera, 0x0A00, 2).status, uint16_t(0));          // control
+    QCOMPARE(client.writeRegister(camera, 0x0D18, 0x7F000001).status, uint16_t(0)); // to 127.0.0.1
+    QCOMPARE(client.writeRegister(camera, 0x0D00, 50000).status, uint16_t(0));      // port
+    QCOMPARE(client.writeRegister(camera, 0x1002C, 0).status, uint16_t(0)); // unlimited rate
+    QCOMPARE(client.writeRegister(camera, 0x10024, 1).status, uint16_t(0)); // start
+    uint32_t frames = 0;
+    QTRY_VERIFY(client.readRegister(camera, 0x10048, &frames).status == 0 && frames > 3);
+    ::kill(pid_t(process.processId()), signal);
+    QVERIFY(process.waitForFinished(5000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 0);
+}
+
+void TestCamsimCommandLine::foreignDescriptionIsServedWithAnyAddressRegisters() {
+    QTemporaryDir directory;
+    QVERIFY(directory.isValid());
+    const QString path = directory.filePath("foreign-camera.xml");
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+               "<RegisterDescription ModelName=\"Foreign\" VendorName=\"Elsewhere\" "
+               "StandardNameSpace=\"GEV\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
+               "SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" MinorVersion=\"0\" "
+               "SubMinorVersion=\"0\" ProductGuid=\"0\" VersionGuid=\"0\" "
+               "xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n"
+               "<Category Name=\"Root\"><pFeature>Gizmo</pFeature></Category>\n"
+               "<Integer Name=\"Gizmo\"><pValue>GizmoReg</pValue><Min>0</Min>"
+               "<Max>100000</Max></Integer>\n"
+               "<IntReg Name=\"GizmoReg\"><Address>0x40000000</Address><Length>4</Length>"
+               "<AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>"
+               "<Endianess>BigEndian</Endianess></IntReg>\n"
+               "<Port Name=\"Device\"/>\n"
+               "</RegisterDescription>\n");
+    file.close();
+    SimulatorProcess simulator;
+    QVERIFY2(
+        simulator.startCamsim({"--address", "127.0.18.10", "--description", path, "--any-address"}),
+        qPrintable(simulator.errorString()));
+    CAravisHost host;
+    QString error;
+    QVERIFY2(host.open("127.0.18.10", &error), qPrintable(error));
+    size_t size = 0;
+    const char* xml = arv_device_get_genicam_xml(host.device(), &size);
+    QVERIFY(QByteArray(xml, int(size)).contains("ModelName=\"Foreign\""));
+    QCOMPARE(host.integer("Gizmo"), qint64(0)); // zero until written
+    QVERIFY2(host.setInteger("Gizmo", 4242, &error), qPrintable(error));
+    QCOMPARE(host.integer("Gizmo"), qint64(4242));
+    // The bootstrap registers keep working beside it.
+    CGvcpClient client;
+    QCOMPARE(client.discover("127.0.18.10", 1, 2000).size(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestCamsimCommandLine)
+#include "tst_camsimcommandline.moc"
