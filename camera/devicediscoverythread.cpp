@@ -34,6 +34,16 @@ void DeviceDiscoveryThread::SetDiscovery(bool enabled, const ListDevicesSettings
     }
 }
 
+void DeviceDiscoveryThread::SetDiscoveryTimeout(int32_t timeoutMs) {
+    QMutexLocker lock(&m_settingsMutex);
+    m_settings.timeoutMs = timeoutMs;
+}
+
+int32_t DeviceDiscoveryThread::DiscoveryTimeout() {
+    QMutexLocker lock(&m_settingsMutex);
+    return m_settings.timeoutMs;
+}
+
 void DeviceDiscoveryThread::stop() {
     m_running = false;
     QMutexLocker lock(&m_waitMutex);
@@ -49,9 +59,12 @@ void DeviceDiscoveryThread::run() {
         if (m_enabled) {
             unsigned int count = 0;
             bool listed = false;
+            ListDevicesSettings settings;
             {
-                // Lets a settings write in progress complete before the copy is read.
+                // Waits for a settings write in progress; the pass then works on what it found,
+                // so a write during the pass takes effect with the next one.
                 QMutexLocker settingsLock(&m_settingsMutex);
+                settings = m_settings;
             }
             {
                 QMutexLocker listLock(&m_listMutex);
@@ -59,8 +72,7 @@ void DeviceDiscoveryThread::run() {
                 // returned, no pass may start.
                 if (m_enabled) {
                     try {
-                        CKorvatinCamera::ListDevices(buffer.get(), kMaxDevices, &count,
-                                                     &m_settings);
+                        CKorvatinCamera::ListDevices(buffer.get(), kMaxDevices, &count, &settings);
                         listed = true;
                     } catch (const std::exception&) {
                         // Deliberately silent: the owner keeps its last result until a later

@@ -35,9 +35,10 @@ public:
     // its device table and a result gathered before that must not refill it.
     void SkipNextResult() { m_skipNextResult = true; }
 
-    // GUI thread. Writes the time-out of the settings copy directly, without the settings mutex:
-    // used around a connect, when the owner holds no settings object to pass.
-    void SetDiscoveryTimeout(int32_t timeoutMs) { m_settings.timeoutMs = timeoutMs; }
+    // GUI thread. Changes only the time-out of the settings copy, leaving discovery on or off:
+    // used around a connect, which wants a longer time-out from the passes that overlap it.
+    void SetDiscoveryTimeout(int32_t timeoutMs);
+    int32_t DiscoveryTimeout();
 
     bool IsEnabled() const { return m_enabled; }
 
@@ -65,8 +66,8 @@ private:
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_enabled{true};
 
-    // Guards writes of m_settings. ListDevices reads the copy without it; taking and releasing
-    // it before each pass only orders that read after a write in progress.
+    // Guards m_settings. Each pass copies it under the mutex and discovers with the copy, so a
+    // write never overlaps a running ListDevices.
     QMutex m_settingsMutex;
     ListDevicesSettings m_settings;
 };

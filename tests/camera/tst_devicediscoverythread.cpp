@@ -91,6 +91,7 @@ private slots:
     void setDiscoveryOffWithoutWaitingReturnsAtOnce();
     void skipNextResultDropsExactlyOne();
     void sdkErrorDuringDiscoveryIsSilentAndTheThreadGoesOn();
+    void discoveryTimeoutChangesOnlyTheTimeoutOfTheNextPass();
 };
 
 void TestDeviceDiscoveryThread::initTestCase() {
@@ -317,6 +318,29 @@ void TestDeviceDiscoveryThread::sdkErrorDuringDiscoveryIsSilentAndTheThreadGoesO
     QTRY_COMPARE_WITH_TIMEOUT(collector.results.size(), 1, 6000);
     QCOMPARE(collector.results[0].count, 0);
     QVERIFY(thread.isRunning());
+}
+
+void TestDeviceDiscoveryThread::discoveryTimeoutChangesOnlyTheTimeoutOfTheNextPass() {
+    DiscoveryProbe probe;
+    QVERIFY(probe.isOpen());
+    DeviceDiscoveryThread thread(discoverySettings(100));
+    thread.SetDiscovery(false, discoverySettings(100), false);
+    thread.SetDiscoveryTimeout(1500);
+    QCOMPARE(thread.DiscoveryTimeout(), 1500);
+    QVERIFY(!thread.IsEnabled());
+    thread.SetDiscovery(true, discoverySettings(100), false);
+    QCOMPARE(thread.DiscoveryTimeout(), 100);
+    thread.SetDiscoveryTimeout(1500);
+    QVERIFY(thread.IsEnabled());
+
+    Collector collector(thread);
+    thread.start(QThread::InheritPriority);
+    StopGuard guard{thread};
+    QVERIFY(probe.waitForDiscovery(4000));
+    QElapsedTimer clock;
+    clock.start();
+    QTRY_COMPARE_WITH_TIMEOUT(collector.results.size(), 1, 4000);
+    QVERIFY2(clock.elapsed() >= 1200, qPrintable(QString::number(clock.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(TestDeviceDiscoveryThread)
