@@ -4,6 +4,8 @@
 #include "korvatin/korvatinexception.h"
 #include "korvatin/korvatingenicamnodecallback.h"
 
+#include <libxml/parser.h>
+
 #include <algorithm>
 
 namespace korvatin {
@@ -18,6 +20,33 @@ GObjectRef<ArvGc> parse(ArvDevice* device, const std::string& xml, const std::st
     if (xml.size() > 0x7FFFFFFFu)
         throw CKorvatinException("The GenICam description from " + origin + " is too large",
                                  QRN_ERR_INVALID);
+    // Aravis' parser takes a document that ends half-way for a complete one, so libxml2 checks
+    // that it is well-formed first, and says where it is not.
+    xmlParserCtxtPtr context = xmlNewParserCtxt();
+    if (context == nullptr)
+        throw CKorvatinException("Cannot start the XML parser", QRN_ERR_NO_MEMORY);
+    xmlDocPtr document = xmlCtxtReadMemory(
+        context, xml.data(), static_cast<int>(xml.size()), "description.xml", nullptr,
+        XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE);
+    std::string problem;
+    if (document == nullptr) {
+        const xmlError* error = xmlCtxtGetLastError(context);
+        problem = " (";
+        if (error != nullptr && error->line > 0)
+            problem += "line " + std::to_string(error->line) + ": ";
+        std::string message =
+            error != nullptr && error->message != nullptr ? error->message : "not well-formed";
+        while (!message.empty() && (message.back() == '\n' || message.back() == ' '))
+            message.pop_back();
+        problem += message + ")";
+    }
+    xmlFreeDoc(document);
+    xmlFreeParserCtxt(context);
+    if (!problem.empty())
+        throw CKorvatinException("The GenICam description from " + origin +
+                                     " is not a valid GenICam XML document" + problem,
+                                 QRN_ERR_INVALID);
+
     ArvGc* genicam = arv_gc_new(device, xml.data(), xml.size());
     if (genicam == nullptr)
         throw CKorvatinException("The GenICam description from " + origin +
