@@ -10,6 +10,8 @@ packages=(
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev
   # Aravis (its pkg-config file needs libusb) and its tools, used as a second peer in the tests
   libaravis-dev aravis-tools libusb-1.0-0-dev
+  # zipped and plain GenICam descriptions read by the SDK
+  zlib1g-dev libxml2-dev
   # FFmpeg libraries for AVI files, and the ffmpeg/ffprobe tools that check them
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
   # TIFF frame files
