@@ -14,7 +14,7 @@ enum QrnParamDataType : int32_t {
     QRN_PARAM_ENUMERATION = 6, // "Enumeration"
     QRN_PARAM_ENUMENTRY = 7,   // "EnumEntry"
     QRN_PARAM_CATEGORY = 8,    // "Category"
-    QRN_PARAM_OTHER = 9        // registers, ports, converters: anything without an editor
+    QRN_PARAM_OTHER = 9        // raw registers, ports, struct registers: anything without an editor
 };
 
 // The word for a data type ("UInt32" ... "Category"), or "Other" above 8.
