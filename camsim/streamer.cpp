@@ -20,7 +20,18 @@ constexpr uint8_t kFormatPayload = 3;
 constexpr uint16_t kPayloadTypeImage = 0x0001;
 constexpr uint16_t kStatusPacketUnavailable = 0x800C;
 constexpr std::size_t kRingBytes = 256u << 20;
+constexpr std::size_t kMaxRingSlots = 32;
 constexpr int kBatch = 64;
+constexpr int64_t kResendPauseNs = 2000000;
+// Without a frame rate the stream runs at most at the payload rate of a 10 Gbit/s link: as
+// fast as a real camera can be, and a pace that a host on the same machine can take.
+constexpr double kLinkBytesPerSecond = 1.25e9;
+
+int64_t steadyNowNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
 
 void put16(uint8_t* p, uint16_t v) {
     p[0] = uint8_t(v >> 8);
@@ -161,7 +172,8 @@ void CStreamer::run() {
         if (payloadSize == 0 || settings.packetSize <= kIpUdpOverhead + kLeaderSize)
             continue;
 
-        const std::size_t wantedSlots = std::clamp<std::size_t>(kRingBytes / payloadSize, 2, 8);
+        const std::size_t wantedSlots =
+            std::clamp<std::size_t>(kRingBytes / payloadSize, 2, kMaxRingSlots);
         Slot* slot = nullptr;
         {
             std::lock_guard<std::mutex> lock(ringMutex_);
@@ -199,9 +211,44 @@ void CStreamer::run() {
             slot->blockId = blockId;
             slot->valid = true;
         }
+        const int64_t frameStartNs = steadyNowNs();
         sendPackets(*slot, 0, slot->packetCount - 1, true, settings.packetDelayNs);
         frameSent_();
+        if (!adaptToHost(frameStartNs, payloadSize))
+            return;
     }
+}
+
+bool CStreamer::adaptToHost(int64_t frameStartNs, uint32_t payloadSize) {
+    const double linkPeriodNs = payloadSize / kLinkBytesPerSecond * 1e9;
+    constexpr double kSlowDown = 1.5;
+    constexpr double kSpeedUp = 0.995;
+    constexpr int64_t kQuietNs = 500000000;
+    constexpr int64_t kSlowDownIntervalNs = 20000000;
+    if (lastFrameNs_ != 0) {
+        const double period = double(frameStartNs - lastFrameNs_);
+        measuredPeriodNs_ =
+            measuredPeriodNs_ == 0 ? period : 0.9 * measuredPeriodNs_ + 0.1 * period;
+    }
+    lastFrameNs_ = frameStartNs;
+    const int64_t now = steadyNowNs();
+    const int64_t lastResend = lastResendNs_.load();
+    if (lastResend > lastSlowDownNs_ && now - lastSlowDownNs_ > kSlowDownIntervalNs) {
+        adaptivePeriodNs_ = std::max(adaptivePeriodNs_, measuredPeriodNs_) * kSlowDown;
+        lastSlowDownNs_ = now;
+    } else if (adaptivePeriodNs_ > 0 && now - lastResend > kQuietNs) {
+        adaptivePeriodNs_ *= kSpeedUp;
+        if (adaptivePeriodNs_ < 20000)
+            adaptivePeriodNs_ = 0;
+    }
+    const double periodNs = std::max(adaptivePeriodNs_, linkPeriodNs);
+    if (periodNs <= 0)
+        return true;
+    const auto due = std::chrono::steady_clock::time_point(
+        std::chrono::nanoseconds(frameStartNs + int64_t(periodNs)));
+    std::unique_lock<std::mutex> lock(stateMutex_);
+    stateChanged_.wait_until(lock, due, [this] { return stopRequested_; });
+    return !stopRequested_;
 }
 
 void CStreamer::sendPackets(const Slot& slot, uint32_t first, uint32_t last, bool mayDrop,
@@ -230,6 +277,11 @@ void CStreamer::sendPackets(const Slot& slot, uint32_t first, uint32_t last, boo
         count = 0;
         if (packetDelayNs > 0)
             std::this_thread::sleep_for(std::chrono::nanoseconds(packetDelayNs));
+        if (mayDrop) {
+            const int64_t pause = pauseUntilNs_.load() - steadyNowNs();
+            if (pause > 0)
+                std::this_thread::sleep_for(std::chrono::nanoseconds(pause));
+        }
     };
 
     for (uint32_t id = first; id <= last && id <= trailerId; ++id) {
@@ -281,6 +333,12 @@ void CStreamer::sendPackets(const Slot& slot, uint32_t first, uint32_t last, boo
 }
 
 void CStreamer::resend(uint16_t blockId, uint32_t firstPacket, uint32_t lastPacket) {
+    // Packets dropped on purpose are asked for all the time: no sign of a host falling behind.
+    if (lostRatioPerMille_ == 0) {
+        const int64_t now = steadyNowNs();
+        pauseUntilNs_ = now + kResendPauseNs;
+        lastResendNs_ = now;
+    }
     std::lock_guard<std::mutex> lock(ringMutex_);
     for (const Slot& slot : slots_) {
         if (!slot.valid || slot.blockId != blockId)

@@ -88,6 +88,8 @@ private:
     void sendPackets(const Slot& slot, uint32_t first, uint32_t last, bool mayDrop,
                      uint32_t packetDelayNs);
     bool dropNext();
+    // Updates the adaptive period after a frame and waits it out; false when asked to stop.
+    bool adaptToHost(int64_t frameStartNs, uint32_t payloadSize);
 
     const int lostRatioPerMille_;
     SettingsSource settings_;
@@ -104,6 +106,18 @@ private:
     std::size_t nextSlot_ = 0; // stream thread only
 
     std::atomic<uint16_t> nextBlockId_{1};
+    // A resend request means the host fell behind: the stream pauses until this time (steady
+    // clock, nanoseconds) so that the host drains its socket and the resent packets get through.
+    std::atomic<int64_t> pauseUntilNs_{0};
+    // Time of the latest resend request (steady clock, nanoseconds).
+    std::atomic<int64_t> lastResendNs_{0};
+    // Without a frame rate limit the stream still adapts to what the host takes: each new
+    // burst of resend requests stretches the frame period by a quarter, quiet frames shrink
+    // it again slowly. Stream thread only.
+    double adaptivePeriodNs_ = 0;
+    double measuredPeriodNs_ = 0;
+    int64_t lastFrameNs_ = 0;
+    int64_t lastSlowDownNs_ = 0;
 
     std::mutex stateMutex_; // Protects stopRequested_ and triggers_.
     std::condition_variable stateChanged_;
