@@ -52,7 +52,7 @@ NodeDependencyMap::NodeDependencyMap(ArvGc* genicam) {
         return;
     for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(root)); child != nullptr;
          child = arv_dom_node_get_next_sibling(child))
-        Walk(child, -1);
+        Walk(child);
     for (std::size_t i = 0; i < nodes_.size(); ++i)
         for (const Edge& edge : nodes_[i].uses)
             nodes_[edge.target].usedBy.push_back(static_cast<int>(i));
@@ -76,65 +76,81 @@ void NodeDependencyMap::AddLink(int from, int to, Link link) {
 }
 
 // Visits one element of the description. Named elements are nodes; their child elements are
-// either properties (links to other nodes, literal values) or nested nodes (enumeration
-// entries, struct entries, members of a group).
-void NodeDependencyMap::Walk(ArvDomNode* element, int parent) {
+// properties (links to other nodes, literal values) or, for enumerations, entries. Unnamed
+// elements are containers: a Group holds nodes of its own, a StructReg lends its register
+// (address, length, port) to each of its StructEntry members.
+void NodeDependencyMap::Walk(ArvDomNode* element) {
     if (!ARV_IS_DOM_ELEMENT(element))
         return;
     const std::string name =
         trimmed(arv_dom_element_get_attribute(ARV_DOM_ELEMENT(element), "Name"));
     const std::string tag = arv_dom_node_get_node_name(element);
     if (name.empty()) {
-        // A Group (or another unnamed container): its members are nodes of their own.
         for (ArvDomNode* child = arv_dom_node_get_first_child(element); child != nullptr;
-             child = arv_dom_node_get_next_sibling(child))
-            if (ARV_IS_DOM_ELEMENT(child) &&
-                arv_dom_element_get_attribute(ARV_DOM_ELEMENT(child), "Name") != nullptr)
-                Walk(child, -1);
+             child = arv_dom_node_get_next_sibling(child)) {
+            if (!ARV_IS_DOM_ELEMENT(child))
+                continue;
+            const std::string childName =
+                trimmed(arv_dom_element_get_attribute(ARV_DOM_ELEMENT(child), "Name"));
+            if (childName.empty())
+                continue;
+            if (tag == "StructReg" &&
+                std::string(arv_dom_node_get_node_name(child)) == "StructEntry") {
+                const int self = IndexOf(childName);
+                Properties properties;
+                ReadProperties(element, self, false, &properties);
+                ReadProperties(child, self, false, &properties);
+                Finish(self, properties);
+            } else if (tag != "StructReg") {
+                Walk(child);
+            }
+        }
         return;
     }
-
     const int self = IndexOf(name);
-    if (parent >= 0) {
-        if (tag == "StructEntry") {
-            // A struct entry is a bit field of its StructReg: writing it writes that register.
-            AddLink(self, parent, Link::Value);
-        } else {
-            // The parent (an enumeration) offers what its entries offer.
-            AddLink(parent, self, Link::Limit);
-        }
-    }
+    Properties properties;
+    ReadProperties(element, self, false, &properties);
+    Finish(self, properties);
+}
 
-    std::string port;
-    std::string address;
-    std::string length;
+// Reads the property children of `element` into node `self`. Enumeration entries are not nodes
+// of their own here (their names may repeat other nodes' names): what an entry links to counts
+// as a limit of the enumeration, since it decides which entries are offered.
+void NodeDependencyMap::ReadProperties(ArvDomNode* element, int self, bool ofEntry,
+                                       Properties* properties) {
     for (ArvDomNode* child = arv_dom_node_get_first_child(element); child != nullptr;
          child = arv_dom_node_get_next_sibling(child)) {
         if (!ARV_IS_DOM_ELEMENT(child))
             continue;
         const std::string property = arv_dom_node_get_node_name(child);
-        if (property == "EnumEntry" || property == "StructEntry") {
-            Walk(child, self);
+        if (property == "EnumEntry") {
+            Properties ignored;
+            ReadProperties(child, self, true, &ignored);
             continue;
         }
+        if (property == "StructEntry")
+            continue;
         const std::string text = textOf(child);
         if (property == "Cachable") {
-            if (text == "NoCache")
+            if (text == "NoCache" && !ofEntry)
                 nodes_[self].volatileValue = true;
         } else if (property == "PollingTime") {
-            nodes_[self].volatileValue = true;
+            if (!ofEntry)
+                nodes_[self].volatileValue = true;
         } else if (property == "Address") {
-            address = text;
+            properties->address = text;
         } else if (property == "Length") {
-            length = text;
+            properties->length = text;
         } else if (property == "pPort") {
-            port = text;
+            properties->port = text;
         } else if (isLinkTag(property) && !text.empty()) {
             if (property == "pFeature" || property == "pError" || property == "pAlias" ||
                 property == "pCastAlias")
                 continue; // membership and cross references, not data flow
             const int target = IndexOf(text);
-            if (property == "pSelected") {
+            if (ofEntry) {
+                AddLink(self, target, Link::Limit);
+            } else if (property == "pSelected") {
                 // A selector changes what the selected feature shows.
                 AddLink(target, self, Link::Read);
             } else if (property == "pValue" || property == "pValueCopy" ||
@@ -151,12 +167,15 @@ void NodeDependencyMap::Walk(ArvDomNode* element, int parent) {
             }
         }
     }
-    uint64_t addressValue = 0;
-    uint64_t lengthValue = 0;
-    if (parseInteger(address, &addressValue) && parseInteger(length, &lengthValue) &&
-        lengthValue > 0) {
+}
+
+void NodeDependencyMap::Finish(int self, const Properties& properties) {
+    uint64_t address = 0;
+    uint64_t length = 0;
+    if (parseInteger(properties.address, &address) && parseInteger(properties.length, &length) &&
+        length > 0) {
         nodes_[self].hasSpan = true;
-        nodes_[self].span = RegisterSpan{port, addressValue, lengthValue};
+        nodes_[self].span = RegisterSpan{properties.port, address, length};
     }
 }
 

@@ -53,8 +53,16 @@ private:
         RegisterSpan span;
     };
 
+    struct Properties {
+        std::string port;
+        std::string address;
+        std::string length;
+    };
+
     int IndexOf(const std::string& name);
-    void Walk(ArvDomNode* element, int parent);
+    void Walk(ArvDomNode* element);
+    void ReadProperties(ArvDomNode* element, int self, bool ofEntry, Properties* properties);
+    void Finish(int self, const Properties& properties);
     void AddLink(int from, int to, Link link);
 
     std::vector<Node> nodes_;

@@ -281,6 +281,41 @@ private slots:
         exposure.DeregisterCallBack();
     }
 
+    void sharedRegisterAndRepeatedNamesNotifyCorrectly() {
+        CKorvatinCamera camera;
+        camera.Connect(device_, nullptr);
+        CountingCallback onBoolean, onHighHalf, onSelector, onStop, onWidth;
+        CKorvatinGenICamNodeT boolean = camera.GetNodeByName("TestBoolean");
+        CKorvatinGenICamNodeT highHalf = camera.GetNodeByName("StructEntry_16_31");
+        CKorvatinGenICamNodeT selector = camera.GetNodeByName("TriggerSelector");
+        CKorvatinGenICamNodeT stop = camera.GetNodeByName("AcquisitionStop");
+        CKorvatinGenICamNodeT width = camera.GetNodeByName("Width");
+        boolean.RegisterCallBack(onBoolean);
+        highHalf.RegisterCallBack(onHighHalf);
+        selector.RegisterCallBack(onSelector);
+        stop.RegisterCallBack(onStop);
+        width.RegisterCallBack(onWidth);
+
+        // Struct entries, TestRegister and TestBoolean all live in the register at 0x1f0.
+        camera.SetUInt32("StructEntry_0_15", 0x1234);
+        QCOMPARE(onBoolean.calls, 1);
+        QCOMPARE(onHighHalf.calls, 1);
+        QCOMPARE(onWidth.calls, 0);
+
+        // AcquisitionStart and AcquisitionStop write the same command register. TriggerSelector
+        // has an entry that is also called AcquisitionStart, which links nothing to the command.
+        camera.ExecuteCommand("AcquisitionStart");
+        QCOMPARE(onStop.calls, 1);
+        QCOMPARE(onSelector.calls, 0);
+        camera.ExecuteCommand("AcquisitionStop");
+        QCOMPARE(onStop.calls, 2);
+        QCOMPARE(onSelector.calls, 0);
+        QCOMPARE(onWidth.calls, 0);
+
+        for (CKorvatinGenICamNodeT* node : {&boolean, &highHalf, &selector, &stop, &width})
+            node->DeregisterCallBack();
+    }
+
     void connectionLossIsReported() {
         SimulatorProcess doomed;
         QVERIFY2(doomed.startAravisFake("127.0.0.72", "SN0072"), qPrintable(doomed.errorString()));
