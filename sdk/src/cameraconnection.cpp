@@ -3,6 +3,7 @@
 
 #include "genicamloader.h"
 #include "korvatin/korvatinexception.h"
+#include "korvatin/korvatingigevision.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -101,6 +102,27 @@ bool setGvcpTimeoutMs(ArvDevice* device, unsigned int timeoutMs, bool checkDefau
     return true;
 }
 
+// For a descriptor that names no host interface (one written by hand rather than found by
+// discovery): the interface whose subnet holds the device, a loopback one for a loopback
+// device, else any.
+std::string interfaceFor(const char* deviceText) {
+    in_addr device{};
+    if (inet_pton(AF_INET, deviceText, &device) != 1)
+        return "0.0.0.0";
+    const uint32_t deviceIp = ntohl(device.s_addr);
+    const NetworkInterfaceController* best = nullptr;
+    const auto nics = CKorvatinGigEVision::EnumerateNICs();
+    for (const auto& nic : nics) {
+        const bool sameSubnet = (nic.address & nic.mask) == (deviceIp & nic.mask);
+        const bool loopback = (deviceIp >> 24) == 127 && (nic.address >> 24) == 127;
+        if (!sameSubnet && !loopback)
+            continue;
+        if (best == nullptr || (sameSubnet && nic.mask > best->mask))
+            best = &nic;
+    }
+    return best != nullptr ? std::string(best->name) : std::string("0.0.0.0");
+}
+
 void onControlLost(ArvDevice*, gpointer data) {
     (*static_cast<std::shared_ptr<ConnectionLostNotifier>*>(data))->Fire();
 }
@@ -142,6 +164,8 @@ CameraConnection::CameraConnection(const GigEVisionDeviceInfo& device, const Opt
     char deviceText[sizeof device.currentIp + 1] = {};
     std::memcpy(interfaceText, device.hostInterfaceAddress, sizeof device.hostInterfaceAddress);
     std::memcpy(deviceText, device.currentIp, sizeof device.currentIp);
+    if (interfaceText[0] == '\0')
+        std::strncpy(interfaceText, interfaceFor(deviceText).c_str(), sizeof interfaceText - 1);
     const auto interfaceAddress = inetAddress(interfaceText, "host interface");
     const auto deviceAddress = inetAddress(deviceText, "device");
 

@@ -135,6 +135,13 @@ private slots:
         // And the camera connects again.
         camera.Connect(device_, nullptr);
         QVERIFY(camera.IsConnected());
+
+        // A descriptor written by hand, with the device address only, finds its interface.
+        GigEVisionDeviceInfo byAddress{};
+        std::strcpy(byAddress.currentIp, kAddress);
+        camera.Connect(byAddress, nullptr);
+        QVERIFY(camera.IsConnected());
+        QCOMPARE(camera.GetUInt32("SensorWidth"), camera.GetUInt32Max("Width"));
     }
 
     void treeWalkFromRootVisitsEveryFeature() {
