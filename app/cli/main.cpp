@@ -2,6 +2,8 @@
 #include "clicommands.h"
 #include "clioptions.h"
 
+#include <glib.h>
+
 #include <exception>
 #include <iostream>
 #include <string>
@@ -19,9 +21,19 @@ int report(const std::string& message, int status) {
     return status;
 }
 
+// Aravis also reports some device faults through GLib's log; the exception the SDK throws for
+// the same fault is what the user gets, as one line. Only fatal messages still go out.
+GLogWriterOutput quietLogWriter(GLogLevelFlags level, const GLogField* fields, gsize count,
+                                gpointer data) {
+    if (level & G_LOG_LEVEL_ERROR)
+        return g_log_writer_default(level, fields, count, data);
+    return G_LOG_WRITER_HANDLED;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    g_log_set_writer_func(quietLogWriter, nullptr, nullptr);
     CCliOptions options;
     try {
         options = CCliOptions::Parse(argc, argv);
