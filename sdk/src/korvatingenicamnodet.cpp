@@ -157,16 +157,6 @@ void requireType(void* node, bool matches, const char* typeName) {
         fail(node, std::string("feature is not of type ") + typeName, QRN_ERR_INVALID);
 }
 
-void requireReadable(const CKorvatinGenICamNodeT& handle) {
-    const auto mode = handle.AccessMode();
-    if (mode != CKorvatinGenICamNodeT::RO && mode != CKorvatinGenICamNodeT::RW)
-        fail(handle.ArvNode(),
-             mode == CKorvatinGenICamNodeT::NI   ? "feature is not implemented"
-             : mode == CKorvatinGenICamNodeT::NA ? "feature is not available"
-                                                 : "feature is not readable",
-             QRN_ERR_ACCESS);
-}
-
 void requireWritable(const CKorvatinGenICamNodeT& handle) {
     const auto mode = handle.AccessMode();
     if (mode != CKorvatinGenICamNodeT::WO && mode != CKorvatinGenICamNodeT::RW)
@@ -565,7 +555,6 @@ void CKorvatinGenICamNodeT::GetString(char* buffer, unsigned long size, unsigned
     (void)reserved; // kept for the callers' signature, always 0
     requireLive(*this);
     requireType(node_, ARV_IS_GC_STRING(node_) && !ARV_IS_GC_ENUMERATION(node_), "String");
-    requireReadable(*this);
     GErrorPtr error;
     const char* value = arv_gc_string_get_value(ARV_GC_STRING(node_), Out(error));
     check(node_, error);
