@@ -22,7 +22,7 @@ constexpr uint16_t kStatusPacketUnavailable = 0x800C;
 constexpr std::size_t kRingBytes = 256u << 20;
 constexpr std::size_t kMaxRingSlots = 32;
 constexpr int kBatch = 64;
-constexpr int64_t kResendPauseNs = 2000000;
+constexpr int64_t kResendPauseNs = 5000000;
 // Without a frame rate the stream runs at most at the payload rate of a 10 Gbit/s link: as
 // fast as a real camera can be, and a pace that a host on the same machine can take.
 constexpr double kLinkBytesPerSecond = 1.25e9;
@@ -221,9 +221,9 @@ void CStreamer::run() {
 
 bool CStreamer::adaptToHost(int64_t frameStartNs, uint32_t payloadSize) {
     const double linkPeriodNs = payloadSize / kLinkBytesPerSecond * 1e9;
-    constexpr double kSlowDown = 1.5;
-    constexpr double kSpeedUp = 0.995;
-    constexpr int64_t kQuietNs = 500000000;
+    constexpr double kSlowDown = 2.0;
+    constexpr double kSpeedUp = 0.997;
+    constexpr int64_t kQuietNs = 1000000000;
     constexpr int64_t kSlowDownIntervalNs = 20000000;
     if (lastFrameNs_ != 0) {
         const double period = double(frameStartNs - lastFrameNs_);

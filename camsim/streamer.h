@@ -112,8 +112,8 @@ private:
     // Time of the latest resend request (steady clock, nanoseconds).
     std::atomic<int64_t> lastResendNs_{0};
     // Without a frame rate limit the stream still adapts to what the host takes: each new
-    // burst of resend requests stretches the frame period by a quarter, quiet frames shrink
-    // it again slowly. Stream thread only.
+    // burst of resend requests doubles the frame period, a quiet second lets it shrink
+    // again slowly. Stream thread only.
     double adaptivePeriodNs_ = 0;
     double measuredPeriodNs_ = 0;
     int64_t lastFrameNs_ = 0;
