@@ -48,15 +48,12 @@ QRN_ERROR codeOf(const GError* error) {
 }
 
 GObjectRef<GInetAddress> inetAddress(const char* text, const char* what) {
-    GInetAddress* address = g_inet_address_new_from_string(text);
-    if (address == nullptr || g_inet_address_get_family(address) != G_SOCKET_FAMILY_IPV4) {
-        if (address != nullptr)
-            g_object_unref(address);
+    auto address = GObjectRef<GInetAddress>::Adopt(g_inet_address_new_from_string(text));
+    if (!address || g_inet_address_get_family(address.Get()) != G_SOCKET_FAMILY_IPV4)
         throw CKorvatinException(std::string("Invalid ") + what + " address '" + text +
                                      "' in the device descriptor",
                                  QRN_ERR_INVALID);
-    }
-    return GObjectRef<GInetAddress>::Adopt(address);
+    return address;
 }
 
 // Aravis 0.8.26 fixes the control-channel time-out at 500 ms and has no call to change it.
@@ -170,15 +167,13 @@ CameraConnection::CameraConnection(const GigEVisionDeviceInfo& device, const Opt
     const auto deviceAddress = inetAddress(deviceText, "device");
 
     GErrorPtr error;
-    ArvDevice* opened = arv_gv_device_new(interfaceAddress.Get(), deviceAddress.Get(), Out(error));
-    if (opened == nullptr || error) {
-        if (opened != nullptr)
-            g_object_unref(opened);
+    auto opened = GObjectRef<ArvDevice>::Adopt(
+        arv_gv_device_new(interfaceAddress.Get(), deviceAddress.Get(), Out(error)));
+    if (!opened || error)
         throw CKorvatinException(std::string("Cannot open the device at ") + deviceText + ": " +
                                      (error ? error->message : "no answer"),
                                  codeOf(error.get()));
-    }
-    device_ = GObjectRef<ArvDevice>::Adopt(opened);
+    device_ = std::move(opened);
     const int32_t units = options.gvcpTimeoutUnits > 0 ? options.gvcpTimeoutUnits : 1;
     timeoutControl_ =
         setGvcpTimeoutMs(device_.Get(), static_cast<unsigned int>(units) * 100u, true);

@@ -74,10 +74,4 @@ inline GErrorOut Out(GErrorPtr& owner) {
     return GErrorOut(owner);
 }
 
-struct GFreeDeleter {
-    void operator()(void* memory) const { g_free(memory); }
-};
-// Owns memory an Aravis or GLib call returned with g_malloc.
-template <typename T> using GMemoryPtr = std::unique_ptr<T, GFreeDeleter>;
-
 } // namespace korvatin
