@@ -1,5 +1,4 @@
-// RAII owners for the GLib/Aravis handles the SDK keeps: GObject references, GErrors, g_malloc'd
-// memory.
+// RAII owners for the GLib/Aravis handles the SDK keeps: GObject references and GErrors.
 #pragma once
 
 #include <glib-object.h>

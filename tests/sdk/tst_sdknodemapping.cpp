@@ -1,5 +1,4 @@
-// Node mapping: data types, access modes, texts, caching and change links of a description of
-// our own, loaded from a file for a connection to Aravis' simulated camera.
+// Node mapping: types, access modes, texts, caching and links of a description file of our own.
 // Aravis (GLib) first: Qt defines "signals" as a macro, which GLib headers use as a name.
 #include <arv.h>
 
