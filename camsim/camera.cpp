@@ -167,10 +167,8 @@ bool isZip(const std::vector<uint8_t>& bytes) {
            bytes[3] == 4;
 }
 
-// The directed broadcast address of the interface that holds `address`, or 0.
-uint32_t directedBroadcastOf(uint32_t address) {
-    if ((address >> 24) == 127)
-        return 0x7FFFFFFF;
+// The netmask of the interface that holds `address`, or 0 when no interface has it.
+uint32_t interfaceMaskOf(uint32_t address) {
     ifaddrs* list = nullptr;
     if (getifaddrs(&list) != 0)
         return 0;
@@ -179,12 +177,29 @@ uint32_t directedBroadcastOf(uint32_t address) {
         if (!i->ifa_addr || i->ifa_addr->sa_family != AF_INET || !i->ifa_netmask)
             continue;
         const uint32_t a = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
-        const uint32_t m = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
-        if (a == address && m != 0xFFFFFFFF)
-            result = a | ~m;
+        if (a == address)
+            result = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
     }
     freeifaddrs(list);
     return result;
+}
+
+// The directed broadcast address a host may send discovery to for `address`, or 0. For an
+// address added to an interface as /32 that is the address itself, which the control socket
+// already receives.
+uint32_t directedBroadcastOf(uint32_t address) {
+    if ((address >> 24) == 127)
+        return 0x7FFFFFFF;
+    const uint32_t mask = interfaceMaskOf(address);
+    return mask != 0 && mask != 0xFFFFFFFF ? (address | ~mask) : 0;
+}
+
+// The subnet mask a camera reports: the interface's when the address is on one.
+uint32_t subnetMaskOf(uint32_t address) {
+    if ((address >> 24) == 127)
+        return 0xFF000000;
+    const uint32_t mask = interfaceMaskOf(address);
+    return mask != 0 ? mask : 0xFFFFFF00;
 }
 
 } // namespace
@@ -267,7 +282,7 @@ void CCamera::initialiseRegisters(bool powerOn) {
     registers_.writeU32(kSupportedIpConfig, kIpConfigPersistent | kIpConfigDhcp | kIpConfigLla);
     registers_.writeU32(kCurrentIpConfig, ipConfig);
     registers_.writeU32(kCurrentIp, address);
-    registers_.writeU32(kCurrentMask, (address >> 24) == 127 ? 0xFF000000 : 0xFFFFFF00);
+    registers_.writeU32(kCurrentMask, subnetMaskOf(address));
     registers_.writeU32(kCurrentGateway, 0);
     registers_.writeString(kManufacturerName, 32, "Korvatin");
     registers_.writeString(kModelName, 32, "Korvatin Camsim");
@@ -525,7 +540,8 @@ void CCamera::handleForceIp(const Request& request) {
         const bool persistent = registers_.readU32(kCurrentIpConfig) & kIpConfigPersistent;
         const uint32_t persistentIp = registers_.readU32(kPersistentIp);
         address = persistent && persistentIp != 0 ? persistentIp : startupAddress_;
-        mask = persistent && persistentIp != 0 ? registers_.readU32(kPersistentMask) : 0xFF000000;
+        mask = persistent && persistentIp != 0 ? registers_.readU32(kPersistentMask)
+                                               : subnetMaskOf(address);
     }
     if (address == 0xFFFFFFFF || (address >> 24) == 0 || (address >> 28) == 0xE) {
         if (ackRequired)

@@ -5,6 +5,7 @@
 #include "testnetwork.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QSet>
 #include <QtTest>
@@ -37,6 +38,7 @@ private slots:
     void broadcastDiscoveryFindsThreeCamerasWithDistinctSerialsAndMacs();
     void directedBroadcastAndUnicastDiscoveryAnswer();
     void sixtyCamerasRunInOneProcess();
+    void cameraOnAnInterfaceAnswersItsDirectedBroadcast();
     void forceIpMovesTheCameraAndItAnswersThere();
     void forceIpForAnotherMacIsIgnored();
     void deviceResetMakesTheCameraSilentThenBack();
@@ -102,6 +104,36 @@ void TestCamsimNetwork::sixtyCamerasRunInOneProcess() {
         serials << camera.serial;
     QCOMPARE(cameras.size(), 60);
     QCOMPARE(serials.size(), 60);
+}
+
+// An address on a real interface (a veth in the test's namespace) with a /24: the camera
+// reports the interface's mask and answers discovery sent to the subnet's broadcast address.
+void TestCamsimNetwork::cameraOnAnInterfaceAnswersItsDirectedBroadcast() {
+    if (!TestNetwork::isIsolated())
+        QSKIP("needs a private network namespace to add an interface (run through ctest as root)");
+    auto ip = [](const QStringList& arguments) {
+        QProcess process;
+        process.start("ip", arguments);
+        return process.waitForFinished(5000) && process.exitCode() == 0;
+    };
+    if (!ip({"link", "add", "camsim0", "type", "veth", "peer", "name", "camsim1"}))
+        QSKIP("this kernel offers no veth interfaces");
+    QVERIFY(ip({"addr", "add", "10.77.0.1/24", "dev", "camsim0"}));
+    QVERIFY(ip({"addr", "add", "10.77.0.5/24", "dev", "camsim0"}));
+    QVERIFY(ip({"link", "set", "camsim0", "up"}));
+    QVERIFY(ip({"link", "set", "camsim1", "up"}));
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "10.77.0.5"}),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client("10.77.0.1");
+    QVERIFY(client.isOpen());
+    const QList<DiscoveredCamera> cameras = client.discover("10.77.0.255", 1, 3000);
+    QCOMPARE(cameras.size(), 1);
+    QCOMPARE(cameras[0].address, QString("10.77.0.5"));
+    uint32_t mask = 0;
+    QCOMPARE(client.readRegister("10.77.0.5", 0x0034, &mask).status, uint16_t(0));
+    QCOMPARE(mask, 0xFFFFFF00u);
+    ip({"link", "del", "camsim0"});
 }
 
 void TestCamsimNetwork::forceIpMovesTheCameraAndItAnswersThere() {
