@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QString>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -57,8 +58,8 @@ public:
     int32_t GetFrameTimeout() const { return m_getFrameTimeoutMs; }
 
     // Frames received since the stream started. Written by the grab thread, read without a lock
-    // by the frame-rate timer on the GUI thread.
-    uint32_t grabbedFrameCount = 0;
+    // by the frame-rate timer on the GUI thread; atomic so that each read sees a whole count.
+    std::atomic<uint32_t> grabbedFrameCount{0};
 
 private:
     QString m_xmlFilePath;         // empty: the camera's own description
@@ -76,6 +77,7 @@ signals:
     // Declared for the main window's connections; the session itself does not emit it.
     void ConnectionStatusChanged(QString str);
     // True after a recording file has been opened, false when a recording ends by
-    // StopRecording or by reaching its frame limit.
+    // StopRecording or by reaching its frame limit. Emitted on the GUI thread, except when the
+    // frame limit ends a recording: then on the conversion thread, so receivers connect queued.
     void RecordStarted(bool start);
 };

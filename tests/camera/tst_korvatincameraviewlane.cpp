@@ -144,7 +144,7 @@ void TestCameraSession::rawFramePointersStartNull() {
     for (int i = 0; i < session.RawFrameBufferCount(); ++i)
         QVERIFY(session.RawFrame(i) == nullptr);
     QCOMPARE(session.RawFramesAllocated(), 0);
-    QCOMPARE(session.grabbedFrameCount, 0u);
+    QCOMPARE(session.grabbedFrameCount.load(), 0u);
     QCOMPARE(session.MaxWidth(), 0u);
     QCOMPARE(session.MaxHeight(), 0u);
 }
