@@ -5,6 +5,7 @@
 #include "simulatorprocess.h"
 #include "testnetwork.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -22,6 +23,7 @@ private slots:
     void terminationSignalsEndItCleanly_data();
     void terminationSignalsEndItCleanly();
     void foreignDescriptionIsServedWithAnyAddressRegisters();
+    void fpsOptionCapsTheFrameRate();
 };
 
 void TestCamsimCommandLine::helpDescribesEveryOption() {
@@ -127,6 +129,23 @@ void TestCamsimCommandLine::foreignDescriptionIsServedWithAnyAddressRegisters() 
     // The bootstrap registers keep working beside it.
     CGvcpClient client;
     QCOMPARE(client.discover("127.0.18.10", 1, 2000).size(), 1);
+}
+
+void TestCamsimCommandLine::fpsOptionCapsTheFrameRate() {
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim(
+                 {"--address", "127.0.18.20", "--fps", "20", "--width", "64", "--height", "16"}),
+             qPrintable(simulator.errorString()));
+    CAravisHost host;
+    QString error;
+    QVERIFY2(host.open("127.0.18.20", &error), qPrintable(error));
+    QVERIFY(host.setInteger("FrameRate", 0)); // the feature sets no limit of its own
+    QElapsedTimer timer;
+    timer.start();
+    const GrabResult grab = host.grab(11);
+    QCOMPARE(grab.succeeded, 11);
+    // 10 periods of 50 ms after the first frame.
+    QVERIFY2(timer.elapsed() >= 450, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(TestCamsimCommandLine)

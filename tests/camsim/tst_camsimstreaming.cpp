@@ -3,6 +3,7 @@
 #include "aravishost.h"
 #include "simulatorprocess.h"
 
+#include <QElapsedTimer>
 #include <QtTest>
 
 namespace {
@@ -44,6 +45,7 @@ private slots:
     void lutAppliesToWidePixelsThroughTheirTopBits();
     void regionShowsItsPartOfTheMovingPattern();
     void triggerModeSendsOneFramePerTrigger();
+    void frameRateFeatureLimitsTheStream();
 
 private:
     void writeLut(const std::function<int(int)>& value);
@@ -219,6 +221,17 @@ void TestCamsimStreaming::triggerModeSendsOneFramePerTrigger() {
     QVERIFY(!arv_stream_timeout_pop_buffer(stream.get(), 300000));
     arv_camera_stop_acquisition(host_.camera(), nullptr);
     QVERIFY(host_.setString("TriggerMode", "Off"));
+}
+
+void TestCamsimStreaming::frameRateFeatureLimitsTheStream() {
+    QVERIFY(host_.setInteger("Height", 16));
+    QVERIFY(host_.setInteger("FrameRate", 40));
+    QElapsedTimer timer;
+    timer.start();
+    // 21 frames at 40 per second: at least 20 periods of 25 ms after the first.
+    const GrabResult grab = host_.grab(21);
+    QCOMPARE(grab.succeeded, 21);
+    QVERIFY2(timer.elapsed() >= 450, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(TestCamsimStreaming)
