@@ -1,5 +1,4 @@
-// The camera's files behind the File Access Control features: two firmware slots and its
-// description, kept in memory and, with a store directory, on disk byte for byte.
+// The camera's files behind File Access Control: two firmware slots and its description.
 #pragma once
 
 #include <array>

@@ -1,5 +1,4 @@
-// korvatin-camsim: starts the simulated cameras the command line asks for and runs them until
-// SIGINT or SIGTERM.
+// korvatin-camsim: runs the simulated cameras the command line asks for until SIGINT/SIGTERM.
 #include "camera.h"
 #include "options.h"
 

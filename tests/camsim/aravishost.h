@@ -1,5 +1,4 @@
-// A small libaravis host for the simulator tests: opens a camera by address, reads and writes
-// its features, and grabs frames.
+// A small libaravis host for the simulator tests: open by address, features, frames.
 #pragma once
 
 #include <arv.h>

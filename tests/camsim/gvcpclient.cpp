@@ -1,5 +1,4 @@
-// Raw GVCP for the simulator tests: discovery, FORCEIP, register access and deliberately
-// malformed packets, from a UDP socket of the test's own.
+// Raw GVCP for the simulator tests, including deliberately malformed packets.
 #include "gvcpclient.h"
 
 #include <arpa/inet.h>

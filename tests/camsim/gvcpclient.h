@@ -1,5 +1,4 @@
-// Raw GVCP for the simulator tests: discovery, FORCEIP, register access and deliberately
-// malformed packets, from a UDP socket of the test's own.
+// Raw GVCP for the simulator tests, including deliberately malformed packets.
 #pragma once
 
 #include <QByteArray>

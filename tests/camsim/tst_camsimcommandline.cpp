@@ -1,5 +1,4 @@
-// The simulator's command line: help, refused options, clean exit on SIGTERM and SIGINT, and a
-// foreign description served on any-address registers.
+// The simulator's command line: help, bad options, signals, --fps and foreign descriptions.
 #include "aravishost.h"
 #include "gvcpclient.h"
 #include "simulatorprocess.h"

@@ -1,5 +1,4 @@
-// The simulator's GenICam description as Aravis reads it: every feature, the node variety the
-// feature panel is tested on, and the ranges the camera itself enforces.
+// The simulator's GenICam description as Aravis reads it, with every node kind it offers.
 #include "aravishost.h"
 #include "simulatorprocess.h"
 

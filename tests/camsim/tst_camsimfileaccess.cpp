@@ -1,5 +1,4 @@
-// Files sent through the File Access Control features, driven by Aravis: firmware images land
-// in --store byte for byte, and a description written to its slot is served after a reset.
+// Files sent through File Access Control with Aravis: firmware to --store, description served.
 #include "aravishost.h"
 #include "gvcpclient.h"
 #include "simulatorprocess.h"

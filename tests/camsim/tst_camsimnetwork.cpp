@@ -1,5 +1,4 @@
-// The simulator on the wire, driven by raw GVCP packets: discovery of several cameras, FORCEIP,
-// reset, persistent IP, control privilege with heartbeat, error answers and malformed packets.
+// The simulator on the wire with raw GVCP: discovery, FORCEIP, reset, privilege, bad packets.
 #include "gvcpclient.h"
 #include "simulatorprocess.h"
 #include "testnetwork.h"

@@ -1,5 +1,4 @@
-// The simulator's stream as Aravis receives it: full-size frames without failure, packet size
-// negotiation, every pixel format, the look-up table and the software trigger.
+// The simulator's stream as Aravis receives it: sizes, formats, LUT, trigger, frame rate.
 #include "aravishost.h"
 #include "simulatorprocess.h"
 
