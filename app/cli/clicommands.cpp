@@ -108,24 +108,41 @@ void CCliCommands::Tree(const std::string& device) {
     PrintNode(camera.GetGENiCAMRoot(), 0, path);
 }
 
-// Every failure of one node is printed on that node's line; the walk always goes on.
+// Every failure of one node is printed on that node's line, in the place of what could not be
+// had; the walk always goes on.
 void CCliCommands::PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path) {
-    std::string line(size_t(depth) * 2, ' ');
-    std::string name;
+    const auto field = [](const auto& get) -> std::string {
+        try {
+            return oneLine(get());
+        } catch (const std::exception& e) {
+            return oneLine(e.what());
+        }
+    };
     QrnParamDataType type = QRN_PARAM_OTHER;
+    bool typeKnown = false;
     try {
-        name = CFeatureValue::Name(node);
-        line += oneLine(CFeatureValue::DisplayName(node)) + '\t' + name;
         type = node.DataType();
-        line += '\t' + CFeatureValue::TypeWord(type);
-        line += '\t' + std::string(CFeatureValue::AccessWord(node.AccessMode()));
-        line += '\t';
-        line += oneLine(CFeatureValue::Read(node));
-    } catch (const std::exception& e) {
-        line += '\t';
-        line += oneLine(e.what());
+        typeKnown = true;
+    } catch (const std::exception&) {
+        // The type field below shows why.
     }
-    out_ << line << '\n';
+    const std::string name = field([&] { return CFeatureValue::Name(node); });
+    const std::string access =
+        field([&] { return std::string(CFeatureValue::AccessWord(node.AccessMode())); });
+    std::string value;
+    if (!typeKnown) {
+        value = field([&] { return CFeatureValue::TypeWord(node.DataType()); });
+    } else if (type != QRN_PARAM_CATEGORY && type != QRN_PARAM_COMMAND && access != "RO" &&
+               access != "RW") {
+        // A feature that is not readable now is not read.
+        value = "not readable (access mode " + access + ")";
+    } else {
+        value = field([&] { return CFeatureValue::Read(node); });
+    }
+    out_ << std::string(size_t(depth) * 2, ' ')
+         << field([&] { return CFeatureValue::DisplayName(node); }) << '\t' << name << '\t'
+         << field([&] { return CFeatureValue::TypeWord(node.DataType()); }) << '\t' << access
+         << '\t' << value << '\n';
 
     if (type != QRN_PARAM_CATEGORY)
         return;
@@ -157,6 +174,11 @@ void CCliCommands::Get(const std::string& device, const std::string& feature) {
         throw CKorvatinException(feature + " is of type " + CFeatureValue::TypeWord(type) +
                                      " and has no value to read",
                                  QRN_ERR_INVALID);
+    const CKorvatinGenICamNodeT::EAccessMode access = node.AccessMode();
+    if (access != CKorvatinGenICamNodeT::RO && access != CKorvatinGenICamNodeT::RW)
+        throw CKorvatinException(feature + " is not readable (access mode " +
+                                     CFeatureValue::AccessWord(access) + ")",
+                                 QRN_ERR_ACCESS);
     out_ << CFeatureValue::Read(node) << '\n';
 }
 
