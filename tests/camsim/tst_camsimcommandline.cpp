@@ -23,7 +23,73 @@ private slots:
     void terminationSignalsEndItCleanly();
     void foreignDescriptionIsServedWithAnyAddressRegisters();
     void fpsOptionCapsTheFrameRate();
+    void zippedDescriptionIsServedAndAravisUnpacksIt();
 };
+
+namespace {
+
+quint32 crc32(const QByteArray& data) {
+    quint32 crc = 0xFFFFFFFF;
+    for (char c : data) {
+        crc ^= quint8(c);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xEDB88320 & (0u - (crc & 1)));
+    }
+    return ~crc;
+}
+
+void appendLe(QByteArray& b, quint32 value, int bytes) {
+    for (int i = 0; i < bytes; ++i)
+        b.append(char(value >> (8 * i)));
+}
+
+// A zip archive holding `content` as one stored (uncompressed) member named `name`.
+QByteArray storedZip(const QByteArray& name, const QByteArray& content) {
+    const quint32 crc = crc32(content);
+    const quint32 size = quint32(content.size());
+    QByteArray zip;
+    appendLe(zip, 0x04034b50, 4); // local file header
+    appendLe(zip, 20, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 2); // stored
+    appendLe(zip, 0, 4); // time and date
+    appendLe(zip, crc, 4);
+    appendLe(zip, size, 4);
+    appendLe(zip, size, 4);
+    appendLe(zip, quint32(name.size()), 2);
+    appendLe(zip, 0, 2);
+    zip += name + content;
+    const quint32 centralOffset = quint32(zip.size());
+    appendLe(zip, 0x02014b50, 4); // central directory entry
+    appendLe(zip, 20, 2);
+    appendLe(zip, 20, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 4);
+    appendLe(zip, crc, 4);
+    appendLe(zip, size, 4);
+    appendLe(zip, size, 4);
+    appendLe(zip, quint32(name.size()), 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 4);
+    appendLe(zip, 0, 4); // offset of the local header
+    zip += name;
+    const quint32 centralSize = quint32(zip.size()) - centralOffset;
+    appendLe(zip, 0x06054b50, 4); // end of central directory
+    appendLe(zip, 0, 2);
+    appendLe(zip, 0, 2);
+    appendLe(zip, 1, 2);
+    appendLe(zip, 1, 2);
+    appendLe(zip, centralSize, 4);
+    appendLe(zip, centralOffset, 4);
+    appendLe(zip, 0, 2);
+    return zip;
+}
+
+} // namespace
 
 void TestCamsimCommandLine::helpDescribesEveryOption() {
     QProcess process;
@@ -145,6 +211,34 @@ void TestCamsimCommandLine::fpsOptionCapsTheFrameRate() {
     QCOMPARE(grab.succeeded, 11);
     // 10 periods of 50 ms after the first frame.
     QVERIFY2(timer.elapsed() >= 450, qPrintable(QString::number(timer.elapsed())));
+}
+
+void TestCamsimCommandLine::zippedDescriptionIsServedAndAravisUnpacksIt() {
+    QFile builtIn(TestNetwork::sourceDir() + "/camsim/korvatin-camsim.xml");
+    QVERIFY2(builtIn.open(QIODevice::ReadOnly), qPrintable(builtIn.fileName()));
+    const QByteArray xml = builtIn.readAll();
+    QTemporaryDir directory;
+    QVERIFY(directory.isValid());
+    QFile zip(directory.filePath("camsim-description.zip"));
+    QVERIFY(zip.open(QIODevice::WriteOnly));
+    zip.write(storedZip("korvatin-camsim.xml", xml));
+    zip.close();
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.18.30", "--description", zip.fileName()}),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client;
+    QByteArray readUrl = QByteArray::fromHex("00000200") + QByteArray::fromHex("00000040");
+    const GvcpAck url = client.command("127.0.18.30", 0x0084, readUrl);
+    QCOMPARE(url.status, uint16_t(0));
+    QVERIFY2(url.payload.mid(4).startsWith("Local:camsim-description.zip;F0000000;"),
+             url.payload.mid(4).constData());
+    CAravisHost host;
+    QString error;
+    QVERIFY2(host.open("127.0.18.30", &error), qPrintable(error));
+    size_t size = 0;
+    const char* served = arv_device_get_genicam_xml(host.device(), &size);
+    QCOMPARE(QByteArray(served, int(size)), xml);
+    QCOMPARE(host.integer("Width"), qint64(1280));
 }
 
 QTEST_GUILESS_MAIN(TestCamsimCommandLine)
