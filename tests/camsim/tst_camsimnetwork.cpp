@@ -273,8 +273,8 @@ void TestCamsimNetwork::silentControllerLosesControlAfterHeartbeatTimeout() {
     QTRY_VERIFY(simulator.output().contains("heartbeat time-out"));
 
     // A host that keeps talking keeps control past the time-out.
-    QCOMPARE(next.writeRegister(address, kHeartbeatTimeout, 500).status, uint16_t(0));
-    for (int i = 0; i < 8; ++i) {
+    QCOMPARE(next.writeRegister(address, kHeartbeatTimeout, 1000).status, uint16_t(0));
+    for (int i = 0; i < 12; ++i) {
         QTest::qWait(150);
         uint32_t value = 0;
         QCOMPARE(next.readRegister(address, kCcp, &value).status, uint16_t(0));
