@@ -63,7 +63,8 @@ QString expectedTypeWord(const AravisReference::Feature& feature) {
         {"Float", "Float"},       {"FloatReg", "Float"},          {"Converter", "Float"},
         {"SwissKnife", "Float"},
     };
-    return words.value(feature.element, "?" + feature.element);
+    // Registers, ports and the like have no value type of their own.
+    return words.value(feature.element, "Other");
 }
 
 } // namespace
@@ -94,6 +95,7 @@ private slots:
     void badUsageGivesOneLineAndNonzeroExit_data();
     void badUsageGivesOneLineAndNonzeroExit();
     void helpPrintsUsageAndExitsZero();
+    void treeWalksEveryNodeKindOfTheProjectsSimulator();
 
 private:
     Run cli(const QStringList& arguments);
@@ -452,6 +454,62 @@ void TestViewlaneCli::helpPrintsUsageAndExitsZero() {
     for (const char* word : {"list", "tree DEVICE", "get DEVICE FEATURE",
                              "set DEVICE FEATURE VALUE", "--interface", "--broadcast", "--timeout"})
         QVERIFY2(run.out.contains(word), word);
+}
+
+// The project's simulator has every kind of node: signed integers, floats with units, booleans,
+// write-only and unavailable features, nested categories, long display names, values that do
+// not fit in 32 bits. The tree shows all of them with the types and access modes Aravis sees.
+void TestViewlaneCli::treeWalksEveryNodeKindOfTheProjectsSimulator() {
+    const QString camsim = TestNetwork::binDir() + "/korvatin-camsim";
+    if (!QFile::exists(camsim))
+        QSKIP("korvatin-camsim is not built");
+    SimulatorProcess simulator;
+    QString error;
+    QVERIFY2(TestNetwork::addLoopbackAddress("127.0.0.52", &error), qPrintable(error));
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.0.52", "--serial", "CS52"}),
+             qPrintable(simulator.errorString()));
+    QList<AravisReference::Feature> features;
+    QByteArray xml;
+    {
+        AravisReference reference;
+        QVERIFY2(reference.open("127.0.0.52", &error), qPrintable(error));
+        xml = reference.genicamXml();
+        features = reference.featuresFromRoot();
+    }
+    const QStringList expected = featureNamesFromRoot(xml);
+
+    const Run run = cli({"tree", "CS52", "--timeout", "500"});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.errLines, QStringList());
+    const QStringList lines = run.out.split('\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), features.size());
+    QStringList names;
+    QSet<QString> types;
+    QSet<QString> accessModes;
+    for (int i = 0; i < lines.size(); ++i) {
+        const AravisReference::Feature& feature = features[i];
+        const QString indent(feature.depth * 2, ' ');
+        QVERIFY2(lines[i].startsWith(indent) && lines[i][indent.size()] != ' ',
+                 qPrintable(lines[i]));
+        const QStringList fields = lines[i].mid(indent.size()).split('\t');
+        QVERIFY2(fields.size() == 5, qPrintable(lines[i]));
+        names << fields[1];
+        QCOMPARE(fields[1], feature.name);
+        QCOMPARE(fields[2], expectedTypeWord(feature));
+        QCOMPARE(fields[3], feature.access);
+        const bool hasValue =
+            fields[2] != "Category" && fields[2] != "Command" && fields[2] != "Other";
+        if (hasValue && (feature.access == "RO" || feature.access == "RW") && fields[2] != "String")
+            QVERIFY2(!fields[4].isEmpty(), qPrintable(lines[i]));
+        types << fields[2];
+        accessModes << fields[3];
+    }
+    QCOMPARE(names, expected);
+    for (const char* type :
+         {"UInt32", "Int32", "Boolean", "Command", "Float", "String", "Enumeration", "Category"})
+        QVERIFY2(types.contains(type), type);
+    for (const char* access : {"RO", "RW", "WO"})
+        QVERIFY2(accessModes.contains(access), access);
 }
 
 QTEST_GUILESS_MAIN(TestViewlaneCli)
