@@ -1,6 +1,7 @@
 // CAppSettings reads settings.ini once, with typed defaults, and writes back only the recording
 // settings.
 #include "appsettings.h"
+#include "connectioncaptions.h"
 
 #include <QDir>
 #include <QFile>
@@ -27,6 +28,7 @@ private slots:
     void saveRecordingSettingsCreatesTheFileWithOnlyTheTwoAviKeys();
     void saveRecordingSettingsRewritesOnlyTheTwoAviKeysAndKeepsTheOthers();
     void saveRecordingSettingsAddsMissingAviKeysToAnExistingFile();
+    void connectionCaptionsAreTheTwoFixedTexts();
 
 private:
     QString path() const { return dir_->filePath("settings.ini"); }
@@ -275,6 +277,12 @@ void TestAppSettings::saveRecordingSettingsAddsMissingAviKeysToAnExistingFile() 
                                           {"avi/aviFileName", "myrecord.avi"},
                                           {"avi/maxRecordedFrames", "0"}};
     QCOMPARE(keysOnDisk(), expected);
+}
+
+// Created with the program's other static objects, so already there when main runs.
+void TestAppSettings::connectionCaptionsAreTheTwoFixedTexts() {
+    QCOMPARE(g_strNotConnected, QString("Not Connected"));
+    QCOMPARE(g_strConnected, QString("Connected"));
 }
 
 QTEST_GUILESS_MAIN(TestAppSettings)
