@@ -37,6 +37,7 @@ private slots:
     void broadcastDiscoveryFindsThreeCamerasWithDistinctSerialsAndMacs();
     void directedBroadcastAndUnicastDiscoveryAnswer();
     void sixtyCamerasRunInOneProcess();
+    void sharesTheBroadcastPortWithAravisSimulator();
     void cameraOnAnInterfaceAnswersItsDirectedBroadcast();
     void forceIpMovesTheCameraAndItAnswersThere();
     void forceIpForAnotherMacIsIgnored();
@@ -103,6 +104,23 @@ void TestCamsimNetwork::sixtyCamerasRunInOneProcess() {
         serials << camera.serial;
     QCOMPARE(cameras.size(), 60);
     QCOMPARE(serials.size(), 60);
+}
+
+void TestCamsimNetwork::sharesTheBroadcastPortWithAravisSimulator() {
+    if (!TestNetwork::isIsolated())
+        QSKIP("broadcast discovery needs a private network namespace (run through ctest as root)");
+    SimulatorProcess aravis;
+    QVERIFY2(aravis.startAravisFake("127.0.14.50", "FAKE0001"), qPrintable(aravis.errorString()));
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.14.51", "--count", "2"}, 2),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client;
+    const QList<DiscoveredCamera> cameras = client.discover("255.255.255.255", 3, 3000);
+    // Aravis' simulator answers from the broadcast socket, so its descriptor names its address.
+    QSet<QString> addresses;
+    for (const DiscoveredCamera& camera : cameras)
+        addresses << camera.currentIp;
+    QCOMPARE(addresses, QSet<QString>({"127.0.14.50", "127.0.14.51", "127.0.14.52"}));
 }
 
 // An address on a real interface (a veth in the test's namespace) with a /24: the camera
