@@ -47,7 +47,6 @@ public:
     }
 
     QList<Result> results;
-    qint64 elapsedMs() const { return clock_.elapsed(); }
 
     static QSet<QString> serials(const Result& result) {
         QSet<QString> serials;
@@ -220,8 +219,8 @@ void TestDeviceDiscoveryThread::stopDuringListDevicesEndsAfterItReturnsAndDropsT
     thread.stop();
     QVERIFY(thread.wait(10000));
     const qint64 elapsed = clock.elapsed();
-    QVERIFY2(elapsed >= 2000, qPrintable(QString::number(elapsed)));
-    QVERIFY2(elapsed < 4500, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed >= 1000, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < 6000, qPrintable(QString::number(elapsed)));
     QCoreApplication::processEvents();
     QCOMPARE(spy.count(), 0);
     QCOMPARE(collector.results.size(), 0);
@@ -241,7 +240,7 @@ void TestDeviceDiscoveryThread::setDiscoveryOffWaitsForTheRunningPassAndNoFurthe
     clock.start();
     thread.SetDiscovery(false, slow, true);
     const qint64 elapsed = clock.elapsed();
-    QVERIFY2(elapsed >= 2000, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed >= 1000, qPrintable(QString::number(elapsed)));
     QVERIFY(!thread.IsEnabled());
     // That pass finished normally and its result is delivered.
     QTRY_COMPARE_WITH_TIMEOUT(collector.results.size(), 1, 2000);
@@ -340,7 +339,7 @@ void TestDeviceDiscoveryThread::discoveryTimeoutChangesOnlyTheTimeoutOfTheNextPa
     QElapsedTimer clock;
     clock.start();
     QTRY_COMPARE_WITH_TIMEOUT(collector.results.size(), 1, 4000);
-    QVERIFY2(clock.elapsed() >= 1200, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY2(clock.elapsed() >= 1000, qPrintable(QString::number(clock.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(TestDeviceDiscoveryThread)
