@@ -19,6 +19,8 @@ public:
     static constexpr unsigned long kPeriodMs = 5000;
     static constexpr unsigned int kMaxDevices = 50;
 
+    // The settings are copied; the interface address text they point to is not, so it must
+    // stay valid (and unchanged during a pass) for as long as the thread runs.
     explicit DeviceDiscoveryThread(const ListDevicesSettings& settings);
     ~DeviceDiscoveryThread() override;
 
