@@ -3,6 +3,7 @@
 
 #include "gigevisiondeviceinfo.h"
 #include "korvatinexception.h"
+#include "korvatinframe.h"
 #include "korvatingenicamnodet.h"
 #include "qrnerror.h"
 #include "qrnparam.h"
@@ -43,6 +44,12 @@ public:
 
     // The SDK's version text, naming the Aravis version it runs on.
     static const char* SDKVersion();
+
+    // Writes `frame` to `fileName`: format 0 raw (the image bytes as received, no header), 1 TIFF
+    // (8 or 16 bits per sample, grey or RGB), 2 BMP. The two trailing arguments are reserved
+    // (0 and null). Returns 0, or an error code; a file that cannot be written is removed.
+    static QRN_ERROR FrameSave(const CKorvatinFrame* frame, const char* fileName, int format,
+                               int reserved = 0, void* reservedPointer = nullptr);
 
     // Control-channel time-out in units of 100 ms (5 = 500 ms), applied at the next Connect.
     void SetGvcpTimeout(int32_t units);
@@ -96,6 +103,31 @@ public:
     CKorvatinGenICamNodeT GetNodeByName(const char* name);
     // The description's "Root" category.
     CKorvatinGenICamNodeT GetGENiCAMRoot();
+
+    // Streaming. Buffers: kind 1 is a stream buffer of at least the camera's PayloadSize (and of
+    // the frame's width x height x bits), kind 0 a conversion buffer sized from the frame's width,
+    // height and pixel type. Returns 0, or 12 (QRN_ERR_NO_MEMORY) when memory cannot be had.
+    // ReleaseFrameBuffer frees the buffer the frame was given by AllocateFrameBuffer; it is safe
+    // while that buffer is still queued in the stream (it is then freed when the stream lets it
+    // go).
+    QRN_ERROR AllocateFrameBuffer(CKorvatinFrame* frame, int kind);
+    QRN_ERROR ReleaseFrameBuffer(CKorvatinFrame* frame);
+    // Opens the stream channel (packet size negotiated) and starts acquisition; `attributes` is
+    // reserved (null). StopStream stops acquisition and closes the channel; buffers still queued
+    // are kept until released.
+    QRN_ERROR StartStream(void* attributes);
+    QRN_ERROR StopStream();
+    // Hands the buffer `frame` describes to the stream to be filled.
+    QRN_ERROR QueueFrame(CKorvatinFrame* frame);
+    // Waits up to `timeoutMs` for the next complete image and makes `frame` describe it; 0, or
+    // QRN_ERR_TIMEOUT. Incomplete images are requeued inside the SDK and counted as dropped.
+    // Meant for one thread (the grab thread) while another queues.
+    QRN_ERROR GetFrame(CKorvatinFrame* frame, uint32_t timeoutMs);
+    // Images lost since ClearDroppedFrameCount (incomplete, or lost by the stream).
+    uint32_t GetDroppedFrameCount();
+    void ClearDroppedFrameCount();
+    // Scratch memory and worker threads for CKorvatinFrame::Convert; lives as long as the camera.
+    void* ConversionContext();
 
 private:
     std::unique_ptr<korvatin::CameraConnection> connection_;
