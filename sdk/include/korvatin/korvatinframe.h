@@ -56,8 +56,8 @@ public:
     // null. This frame's width, height and pixel type are set to the result's. Returns 0, or
     // QRN_ERR_UNSUPPORTED for a source format it does not know, QRN_ERR_INVALID for a buffer too
     // small for the result.
-    QRN_ERROR Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
-                      uint32_t flag, void* context);
+    QRN_ERROR Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth, uint32_t flag,
+                      void* context);
 
     // For the SDK's own use: describe a buffer.
     void Describe(uint8_t* data, size_t dataSize, size_t bufferSize, uint32_t stride,
