@@ -9,7 +9,21 @@
 
 #include <functional>
 
+#include <signal.h>
+#include <sys/prctl.h>
+
 SimulatorProcess::SimulatorProcess() = default;
+
+namespace {
+// A simulator must not outlive a test that crashed or was killed: the kernel ends it with its
+// parent.
+std::unique_ptr<QProcess> newSimulatorProcess() {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessChannelMode(QProcess::MergedChannels);
+    process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    return process;
+}
+} // namespace
 
 SimulatorProcess::~SimulatorProcess() {
     stop();
@@ -30,8 +44,7 @@ bool SimulatorProcess::waitFor(const std::function<bool()>& ready, int timeoutMs
 bool SimulatorProcess::startCamsim(const QStringList& arguments, int cameras, int timeoutMs) {
     stop();
     const QString program = TestNetwork::binDir() + "/korvatin-camsim";
-    process_ = std::make_unique<QProcess>();
-    process_->setProcessChannelMode(QProcess::MergedChannels);
+    process_ = newSimulatorProcess();
     process_->start(program, arguments);
     if (!process_->waitForStarted(timeoutMs)) {
         error_ = "cannot start " + program + ": " + process_->errorString();
@@ -54,8 +67,7 @@ bool SimulatorProcess::startAravisFake(const QString& address, const QString& se
     if (!serial.isEmpty())
         arguments << "-s" << serial;
     arguments << extraArguments;
-    process_ = std::make_unique<QProcess>();
-    process_->setProcessChannelMode(QProcess::MergedChannels);
+    process_ = newSimulatorProcess();
     process_->start("arv-fake-gv-camera-0.8", arguments);
     if (!process_->waitForStarted(timeoutMs)) {
         error_ = "cannot start arv-fake-gv-camera-0.8: " + process_->errorString();
