@@ -109,9 +109,9 @@ std::string CFeatureValue::DisplayName(const CKorvatinGenICamNodeT& node) {
 std::string CFeatureValue::Read(const CKorvatinGenICamNodeT& node) {
     switch (node.DataType()) {
     case QRN_PARAM_UINT32:
-        return std::to_string(node.GetUInt32());
     case QRN_PARAM_INT32:
-        return std::to_string(node.GetInt32());
+        // Shown at full width: a 48-bit MAC or a 64-bit counter is a value, not an error.
+        return std::to_string(node.GetInt64());
     case QRN_PARAM_BOOLEAN:
         return node.GetBool() ? "true" : "false";
     case QRN_PARAM_FLOAT: {

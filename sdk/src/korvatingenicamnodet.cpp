@@ -435,6 +435,12 @@ int32_t CKorvatinGenICamNodeT::GetInt32() const {
     return fitting<int32_t>(node_, integerValue(node_), "Int32");
 }
 
+int64_t CKorvatinGenICamNodeT::GetInt64() const {
+    requireLive(*this);
+    requireType(node_, ARV_IS_GC_INTEGER(node_), "integer");
+    return integerValue(node_);
+}
+
 int32_t CKorvatinGenICamNodeT::GetInt32Min() const {
     requireLive(*this);
     requireType(node_, ARV_IS_GC_INTEGER(node_), "integer");

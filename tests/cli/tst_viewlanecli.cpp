@@ -505,6 +505,10 @@ void TestViewlaneCli::treeWalksEveryNodeKindOfTheProjectsSimulator() {
         accessModes << fields[3];
     }
     QCOMPARE(names, expected);
+    // The 48-bit MAC is shown as its number, the same one Aravis reads.
+    const int macLine = names.indexOf("GevMACAddress");
+    QVERIFY(macLine >= 0);
+    QCOMPARE(lines[macLine].trimmed().split('\t').value(4), features[macLine].value);
     for (const char* type :
          {"UInt32", "Int32", "Boolean", "Command", "Float", "String", "Enumeration", "Category"})
         QVERIFY2(types.contains(type), type);

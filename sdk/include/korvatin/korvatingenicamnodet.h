@@ -66,6 +66,9 @@ public:
     int32_t GetInt32Max() const;
     int32_t GetInt32Inc() const;
     void SetInt32(int32_t value);
+    // The integer value at the description's full width, for values the 32-bit accessors
+    // refuse (MAC addresses, timestamps).
+    int64_t GetInt64() const;
 
     double GetDouble() const;
     double GetDoubleMin() const;
