@@ -2,7 +2,9 @@
 #include "korvatin/korvatincamera.h"
 
 #include "cameraconnection.h"
+#include "conversioncontext.h"
 #include "gvcpdiscovery.h"
+#include "streamchannel.h"
 
 #include <arv.h>
 
@@ -23,7 +25,9 @@ constexpr const char* kAcquisitionFrameRate = "AcquisitionFrameRate";
 
 } // namespace
 
-CKorvatinCamera::CKorvatinCamera() = default;
+CKorvatinCamera::CKorvatinCamera()
+    : stream_(std::make_unique<korvatin::StreamChannel>()),
+      conversionContext_(std::make_unique<korvatin::ConversionContext>()) {}
 
 CKorvatinCamera::~CKorvatinCamera() {
     Disconnect();
@@ -84,6 +88,9 @@ void CKorvatinCamera::Connect(const GigEVisionDeviceInfo& device, const char* xm
 }
 
 void CKorvatinCamera::Disconnect() {
+    // A running stream is stopped while the device can still be told to stop acquisition.
+    if (connection_)
+        stream_->Stop(connection_->Description());
     connection_.reset();
 }
 
@@ -255,4 +262,61 @@ void CKorvatinCamera::GetParamAttr(const char* name, QrnParamAttribute* attribut
     attribute->cachable = node.IsCachable() ? 1 : 0;
     node.Name(attribute->name, sizeof attribute->name, nullptr);
     node.DisplayName(attribute->displayName, sizeof attribute->displayName, nullptr);
+}
+
+QRN_ERROR CKorvatinCamera::AllocateFrameBuffer(CKorvatinFrame* frame, int kind) {
+    if (frame == nullptr || (kind != 0 && kind != 1))
+        return QRN_ERR_INVALID;
+    if (kind == 0)
+        return stream_->Allocate(frame, korvatin::StreamChannel::Kind::Conversion, 0);
+    // A stream buffer must hold whatever the camera sends: at least its PayloadSize.
+    size_t payloadSize = 0;
+    if (connection_) {
+        try {
+            payloadSize = GetNodeByName("PayloadSize").GetUInt32();
+        } catch (const CKorvatinException&) {
+            payloadSize = 0; // a camera without PayloadSize: the frame's own size is used
+        }
+    }
+    return stream_->Allocate(frame, korvatin::StreamChannel::Kind::Stream, payloadSize);
+}
+
+QRN_ERROR CKorvatinCamera::ReleaseFrameBuffer(CKorvatinFrame* frame) {
+    return stream_->Release(frame);
+}
+
+QRN_ERROR CKorvatinCamera::StartStream(void*) {
+    if (!connection_)
+        return QRN_ERR_NOT_CONNECTED;
+    try {
+        stream_->Start(connection_->Device(), connection_->Description());
+    } catch (const CKorvatinException& e) {
+        return e.Code() != QRN_OK ? e.Code() : QRN_ERR_IO;
+    }
+    return QRN_OK;
+}
+
+QRN_ERROR CKorvatinCamera::StopStream() {
+    stream_->Stop(connection_ ? connection_->Description() : nullptr);
+    return QRN_OK;
+}
+
+QRN_ERROR CKorvatinCamera::QueueFrame(CKorvatinFrame* frame) {
+    return stream_->Queue(frame);
+}
+
+QRN_ERROR CKorvatinCamera::GetFrame(CKorvatinFrame* frame, uint32_t timeoutMs) {
+    return stream_->Receive(frame, timeoutMs);
+}
+
+uint32_t CKorvatinCamera::GetDroppedFrameCount() {
+    return stream_->Dropped();
+}
+
+void CKorvatinCamera::ClearDroppedFrameCount() {
+    stream_->ClearDropped();
+}
+
+void* CKorvatinCamera::ConversionContext() {
+    return conversionContext_.get();
 }

@@ -13,7 +13,9 @@
 
 namespace korvatin {
 class CameraConnection;
-}
+class StreamChannel;
+struct ConversionContext;
+} // namespace korvatin
 
 // One object per camera the application talks to; it may connect, disconnect and connect to
 // another device any number of times. Failures are thrown as CKorvatinException.
@@ -131,6 +133,10 @@ public:
 
 private:
     std::unique_ptr<korvatin::CameraConnection> connection_;
+    // Frame buffers and the stream; they outlive connections (a buffer may be released after
+    // Disconnect).
+    std::unique_ptr<korvatin::StreamChannel> stream_;
+    std::unique_ptr<korvatin::ConversionContext> conversionContext_;
     int32_t gvcpTimeoutUnits_ = 5;
     bool heartbeatDisable_ = false;
     ConnectionCallback connectionCallback_ = nullptr;
