@@ -7,6 +7,8 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -51,7 +53,8 @@ std::unique_ptr<AviWriter> AviWriter::Open(const std::string& fileName, uint32_t
             writer != nullptr && writer->context_ != nullptr && writer->context_->pb != nullptr;
         if (writer != nullptr)
             writer->Free();
-        if (created)
+        struct stat status {};
+        if (created && ::stat(fileName.c_str(), &status) == 0 && S_ISREG(status.st_mode))
             std::remove(fileName.c_str());
         if (error != nullptr)
             *error = why;
