@@ -16,6 +16,8 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
   # TIFF frame files
   libtiff-dev
+  # OpenCV, the yardstick of the conversion benchmark (bench/convert) and nothing else
+  libopencv-dev
   # headless GUI tests: X server and Mesa's software OpenGL
   xvfb xauth libgl1-mesa-dri
   # test helpers: network namespaces and addresses, zipped GenICam descriptions

@@ -1,0 +1,182 @@
+// Times CKorvatinFrame::Convert on 2448 x 2048 images and OpenCV's Bayer conversion on the same.
+#include <korvatin/korvatincamera.h>
+#include <korvatin/korvatinframe.h>
+
+#include <opencv2/core.hpp>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t kWidth = 2448;
+constexpr uint32_t kHeight = 2048;
+constexpr double kMegapixels = kWidth * double(kHeight) / 1e6;
+constexpr int kRounds = 40;
+
+constexpr uint32_t kBayerRG8 = 0x01080009;
+constexpr uint32_t kMono12Packed = 0x010c0006;
+constexpr uint32_t kMono16 = 0x01100007;
+
+// A sensor-like picture: smooth gradients plus noise, so no kernel sees a constant image.
+std::vector<uint8_t> Picture8() {
+    std::vector<uint8_t> image(size_t(kWidth) * kHeight);
+    std::mt19937 random(1);
+    for (uint32_t y = 0; y < kHeight; ++y) {
+        for (uint32_t x = 0; x < kWidth; ++x)
+            image[size_t(y) * kWidth + x] = uint8_t((x / 10 + y / 8) + (random() & 15));
+    }
+    return image;
+}
+
+std::vector<uint8_t> Picture12Packed() {
+    std::vector<uint8_t> bytes(size_t(kWidth) * kHeight / 2 * 3);
+    std::mt19937 random(2);
+    for (size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = uint8_t(random());
+    return bytes;
+}
+
+std::vector<uint8_t> Picture16() {
+    std::vector<uint8_t> bytes(size_t(kWidth) * kHeight * 2);
+    std::mt19937 random(3);
+    for (size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = uint8_t(random());
+    return bytes;
+}
+
+double Seconds(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double Median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+// Times several contenders round by round (one run of each per round, in turn) so that they
+// share the machine's ups and downs; returns the median seconds of each.
+std::vector<double> Race(const std::vector<std::function<void()>>& contenders) {
+    for (const auto& c : contenders)
+        c(); // warm caches and thread pools
+    std::vector<std::vector<double>> times(contenders.size());
+    for (int round = 0; round < kRounds; ++round) {
+        for (size_t i = 0; i < contenders.size(); ++i)
+            times[i].push_back(Seconds(contenders[i]));
+    }
+    std::vector<double> medians;
+    for (const auto& t : times)
+        medians.push_back(Median(t));
+    return medians;
+}
+
+std::string CpuModel() {
+    std::ifstream in("/proc/cpuinfo");
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.rfind("model name", 0) == 0)
+            return line.substr(line.find(':') + 2);
+    }
+    return "unknown";
+}
+
+void Row(const char* what, double seconds) {
+    std::printf("| %-52s | %8.2f | %8.1f |\n", what, seconds * 1e3, kMegapixels / seconds);
+}
+
+struct Converter {
+    CKorvatinFrame source;
+    CKorvatinFrame dest;
+    std::vector<uint8_t> input;
+    std::vector<uint8_t> output;
+    Converter(uint32_t pixelType, std::vector<uint8_t> bytes) : input(std::move(bytes)) {
+        source.Describe(input.data(), input.size(), input.size(), 0, 1, 0, nullptr);
+        source.SetWidth(kWidth);
+        source.SetHeight(kHeight);
+        source.SetPixelType(pixelType);
+        output.assign(size_t(kWidth) * kHeight * 6, 0);
+        dest.Describe(output.data(), 0, output.size(), 0, 0, 0, nullptr);
+    }
+    void Run(uint32_t code, void* context) {
+        if (dest.Convert(source, code, 8, 1, context) != QRN_OK) {
+            std::fprintf(stderr, "conversion failed\n");
+            std::exit(1);
+        }
+    }
+};
+
+} // namespace
+
+int main() {
+    CKorvatinCamera camera;
+    void* context = camera.ConversionContext();
+    const int cvThreads = cv::getNumThreads();
+    std::printf("Conversion benchmark: %u x %u (%.2f MP), median of %d rounds\n", kWidth, kHeight,
+                kMegapixels, kRounds);
+    std::printf("CPU: %s, %u hardware threads; OpenCV %s with %d threads\n\n", CpuModel().c_str(),
+                std::thread::hardware_concurrency(), CV_VERSION, cvThreads);
+
+    // BayerRG8 (R G / G B from the top-left) is what OpenCV calls BayerBG.
+    Converter bayer(kBayerRG8, Picture8());
+    cv::Mat mosaic(int(kHeight), int(kWidth), CV_8UC1, bayer.input.data());
+    cv::Mat cvOut(int(kHeight), int(kWidth), CV_8UC3);
+    const auto ours = [&](uint32_t code, void* ctx) {
+        return [&, code, ctx] { bayer.Run(code, ctx); };
+    };
+    const auto opencv = [&] { cv::cvtColor(mosaic, cvOut, cv::COLOR_BayerBG2RGB); };
+
+    const auto both = Race({ours(7, context), opencv});
+    cv::setNumThreads(1);
+    const auto single = Race({ours(7, nullptr), opencv});
+    cv::setNumThreads(cvThreads);
+    const auto nearest = Race({ours(5, context), ours(5, nullptr)});
+
+    // The two agree inside the image (OpenCV treats the outermost pixels its own way).
+    bayer.Run(7, context);
+    cv::cvtColor(mosaic, cvOut, cv::COLOR_BayerBG2RGB);
+    int worst = 0;
+    for (uint32_t y = 2; y + 2 < kHeight; ++y) {
+        const uint8_t* a = bayer.output.data() + size_t(y) * kWidth * 3;
+        const uint8_t* b = cvOut.ptr<uint8_t>(int(y));
+        for (uint32_t i = 6; i + 6 < kWidth * 3; ++i)
+            worst = std::max(worst, std::abs(int(a[i]) - int(b[i])));
+    }
+
+    Converter packed(kMono12Packed, Picture12Packed());
+    const auto packedTimes =
+        Race({[&] { packed.Run(4, context); }, [&] { packed.Run(4, nullptr); }});
+    Converter mono16(kMono16, Picture16());
+    const auto mono16Times =
+        Race({[&] { mono16.Run(4, context); }, [&] { mono16.Run(4, nullptr); }});
+
+    std::printf("| %-52s | %8s | %8s |\n", "conversion", "ms", "MP/s");
+    std::printf("|%s|%s|%s|\n", std::string(54, '-').c_str(), std::string(10, '-').c_str(),
+                std::string(10, '-').c_str());
+    Row("BayerRG8 bilinear to RGB, with context", both[0]);
+    Row("OpenCV cvtColor BayerBG2RGB, its default threads", both[1]);
+    Row("BayerRG8 bilinear to RGB, no context (1 thread)", single[0]);
+    Row("OpenCV cvtColor BayerBG2RGB, 1 thread", single[1]);
+    Row("BayerRG8 nearest neighbour to RGB, with context", nearest[0]);
+    Row("BayerRG8 nearest neighbour to RGB, no context", nearest[1]);
+    Row("Mono12Packed to grey, with context", packedTimes[0]);
+    Row("Mono12Packed to grey, no context", packedTimes[1]);
+    Row("Mono16 to grey, with context", mono16Times[0]);
+    Row("Mono16 to grey, no context", mono16Times[1]);
+    std::printf("\nBilinear speed ratio, ours / OpenCV (>= 1.0 means at least as fast):\n");
+    std::printf("  with context vs OpenCV default threads: %.2f\n", both[1] / both[0]);
+    std::printf("  single thread vs OpenCV single thread:  %.2f\n", single[1] / single[0]);
+    std::printf("Largest difference from OpenCV inside the image: %d level(s)\n", worst);
+    return 0;
+}

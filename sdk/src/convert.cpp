@@ -1,0 +1,157 @@
+// CKorvatinFrame::Convert: any source format the SDK reads into grey or RGB, 8 or 16 bits.
+#include "korvatin/korvatinframe.h"
+
+#include "convertbayer.h"
+#include "convertrows.h"
+#include "convertworkers.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace {
+
+using korvatin::BayerMethod;
+using korvatin::BayerOrder;
+using korvatin::SourceFormat;
+using korvatin::SourcePacking;
+
+constexpr uint32_t kMono8 = 0x01080001;
+constexpr uint32_t kMono16 = 0x01100007;
+constexpr uint32_t kRgb8 = 0x02180014;
+constexpr uint32_t kRgb16 = 0x02300033;
+constexpr uint32_t kDisplayGrey = 0x21084001;
+constexpr uint32_t kDisplayRgb = 0x23088005;
+
+// Below this many pixels a second thread costs more than it saves.
+constexpr uint64_t kThreadedPixels = 1u << 16;
+// Bands an image is cut into for the threads to share: enough that a thread the scheduler keeps
+// waiting costs little, few enough that each band's setup (two extra source rows) is noise.
+constexpr uint32_t kBands = 16;
+
+bool IsColourSource(const SourceFormat& format) {
+    switch (format.packing) {
+    case SourcePacking::Rgb8:
+    case SourcePacking::Bgr8:
+    case SourcePacking::Rgba8:
+    case SourcePacking::Bgra8:
+    case SourcePacking::Uyvy:
+    case SourcePacking::Yuyv:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool Overlap(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize) {
+    const auto pa = reinterpret_cast<uintptr_t>(a);
+    const auto pb = reinterpret_cast<uintptr_t>(b);
+    return pa < pb + bSize && pb < pa + aSize;
+}
+
+} // namespace
+
+// The result:
+// - Mono sources, and Bayer sources without interpolation (code bits 0-1 = 0), give one channel;
+//   Bayer with interpolation (1 nearest neighbour, 2 or 3 bilinear) and the RGB, BGR, RGBa, BGRa
+//   and YUV 4:2:2 sources give R, G, B (alpha is dropped; YUV is full-range BT.601).
+// - bitDepth 0 with a source of more than 8 significant bits gives 16 bits per channel, Mono16 or
+//   RGB16, holding the source's values unshifted (a 12-bit source stays 0..4095, so the image
+//   keeps every bit; 16-bit output never carries a display type). Any other bitDepth gives 8 bits
+//   per channel: the top 8 significant bits of each sample (value >> (bits - 8)), taken before a
+//   Bayer interpolation.
+// - 8-bit results carry the display types when code bit 2 is set (grey 0x21084001, RGB
+//   0x23088005), else Mono8 or RGB8. Bit 3 and `flag` change nothing.
+// The destination's stride becomes its line length, its block id and timestamp the source's.
+// The source is read only within its DataSize; lines of byte-aligned formats are Stride() apart
+// when Stride() is at least a line's length. Packed formats (GigE Vision 10/12Packed, PFNC 10p and
+// 12p) are one continuous run of pixels whatever the stride. YUV 4:2:2 needs an even width, Bayer
+// interpolation at least 2 x 2 pixels. Nothing is written unless the whole result fits.
+QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
+                                  uint32_t flag, void* context) {
+    (void)flag;
+    const SourceFormat* format = korvatin::FindSourceFormat(source.PixelType());
+    if (format == nullptr)
+        return QRN_ERR_UNSUPPORTED;
+    const uint32_t width = source.Width();
+    const uint32_t height = source.Height();
+    if (width == 0 || height == 0 || source.Data() == nullptr)
+        return QRN_ERR_INVALID;
+
+    const bool packedStream = korvatin::IsPackedStream(*format);
+    const size_t lineBytes = korvatin::LineBytes(*format, width);
+    const size_t sourceStride =
+        !packedStream && source.Stride() >= lineBytes ? source.Stride() : lineBytes;
+    const size_t sourceBytes = korvatin::ImageBytes(*format, width, height, sourceStride);
+    if (source.DataSize() < sourceBytes)
+        return QRN_ERR_INVALID;
+
+    const uint32_t interpolation = code & 3;
+    const bool display = (code & 4) != 0;
+    const bool bayer = format->bayer != BayerOrder::None;
+    const bool colourSource = IsColourSource(*format);
+    const bool colour = colourSource || (bayer && interpolation != 0);
+    const bool wide = bitDepth == 0 && format->bits > 8;
+    if ((format->packing == SourcePacking::Uyvy || format->packing == SourcePacking::Yuyv) &&
+        (width & 1))
+        return QRN_ERR_INVALID;
+    if (bayer && interpolation != 0 && (width < 2 || height < 2))
+        return QRN_ERR_INVALID;
+
+    const uint32_t channels = colour ? 3 : 1;
+    const uint32_t sampleBytes = wide ? 2 : 1;
+    const size_t outLine = size_t(width) * channels * sampleBytes;
+    const size_t outBytes = outLine * height;
+    if (data_ == nullptr || bufferSize_ < outBytes)
+        return QRN_ERR_INVALID;
+    if (wide && (reinterpret_cast<uintptr_t>(data_) & 1))
+        return QRN_ERR_INVALID;
+    if (Overlap(data_, bufferSize_, source.Data(), sourceBytes))
+        return QRN_ERR_INVALID;
+
+    const korvatin::MonoImage image{format, source.Data(), sourceStride, width};
+    uint8_t* const out = data_;
+    const BayerMethod method =
+        interpolation == 1 ? BayerMethod::NearestNeighbour : BayerMethod::Bilinear;
+
+    // Rows [first, end) of the result; bands of rows are independent.
+    const std::function<void(int, int)> job = [&](int band, int bands) {
+        const uint32_t first = uint32_t(uint64_t(height) * band / bands);
+        const uint32_t end = uint32_t(uint64_t(height) * (band + 1) / bands);
+        if (colourSource) {
+            for (uint32_t y = first; y < end; ++y)
+                korvatin::ColourRowToRgb(*format, source.Data() + y * sourceStride, width,
+                                         out + y * outLine);
+        } else if (colour) {
+            if (wide)
+                korvatin::DemosaicRows16(image, height, format->bayer, method, first, end,
+                                         reinterpret_cast<uint16_t*>(out));
+            else
+                korvatin::DemosaicRows8(image, height, format->bayer, method, first, end, out);
+        } else {
+            for (uint32_t y = first; y < end; ++y) {
+                if (wide)
+                    korvatin::UnpackRow16(image, y, reinterpret_cast<uint16_t*>(out + y * outLine));
+                else
+                    korvatin::UnpackRow8(image, y, out + y * outLine);
+            }
+        }
+    };
+    if (context != nullptr && uint64_t(width) * height >= kThreadedPixels)
+        korvatin::ConvertWorkers::Shared().Run(int(std::min<uint32_t>(height, kBands)), job);
+    else
+        job(0, 1);
+
+    width_ = width;
+    height_ = height;
+    pixelType_ = colour ? (wide      ? kRgb16
+                           : display ? kDisplayRgb
+                                     : kRgb8)
+                        : (wide      ? kMono16
+                           : display ? kDisplayGrey
+                                     : kMono8);
+    stride_ = uint32_t(outLine);
+    dataSize_ = outBytes;
+    blockId_ = source.BlockId();
+    timestamp_ = source.Timestamp();
+    return QRN_OK;
+}

@@ -1,0 +1,351 @@
+// Source pixel formats the converter reads, and how one row of each is unpacked.
+#include "convertrows.h"
+
+#include <algorithm>
+#include <cstring>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define KORVATIN_X86 1
+#endif
+
+namespace korvatin {
+
+namespace {
+
+using P = SourcePacking;
+using B = BayerOrder;
+
+// GigE Vision (PFNC) codes; bits 16-23 of each are the bits a pixel takes in the buffer.
+const SourceFormat kFormats[] = {
+    {0x01080001, P::Bits8, 8, B::None},      // Mono8
+    {0x01100003, P::Bits16, 10, B::None},    // Mono10
+    {0x01100005, P::Bits16, 12, B::None},    // Mono12
+    {0x01100025, P::Bits16, 14, B::None},    // Mono14
+    {0x01100007, P::Bits16, 16, B::None},    // Mono16
+    {0x010c0004, P::GevPacked, 10, B::None}, // Mono10Packed
+    {0x010c0006, P::GevPacked, 12, B::None}, // Mono12Packed
+    {0x010a0046, P::LsbPacked, 10, B::None}, // Mono10p
+    {0x010c0047, P::LsbPacked, 12, B::None}, // Mono12p
+    {0x01080008, P::Bits8, 8, B::GR},        // BayerGR8
+    {0x01080009, P::Bits8, 8, B::RG},        // BayerRG8
+    {0x0108000a, P::Bits8, 8, B::GB},        // BayerGB8
+    {0x0108000b, P::Bits8, 8, B::BG},        // BayerBG8
+    {0x0110000c, P::Bits16, 10, B::GR},      // BayerGR10
+    {0x0110000d, P::Bits16, 10, B::RG},      // BayerRG10
+    {0x0110000e, P::Bits16, 10, B::GB},      // BayerGB10
+    {0x0110000f, P::Bits16, 10, B::BG},      // BayerBG10
+    {0x01100010, P::Bits16, 12, B::GR},      // BayerGR12
+    {0x01100011, P::Bits16, 12, B::RG},      // BayerRG12
+    {0x01100012, P::Bits16, 12, B::GB},      // BayerGB12
+    {0x01100013, P::Bits16, 12, B::BG},      // BayerBG12
+    {0x0110002e, P::Bits16, 16, B::GR},      // BayerGR16
+    {0x0110002f, P::Bits16, 16, B::RG},      // BayerRG16
+    {0x01100030, P::Bits16, 16, B::GB},      // BayerGB16
+    {0x01100031, P::Bits16, 16, B::BG},      // BayerBG16
+    {0x010c0026, P::GevPacked, 10, B::GR},   // BayerGR10Packed
+    {0x010c0027, P::GevPacked, 10, B::RG},   // BayerRG10Packed
+    {0x010c0028, P::GevPacked, 10, B::GB},   // BayerGB10Packed
+    {0x010c0029, P::GevPacked, 10, B::BG},   // BayerBG10Packed
+    {0x010c002a, P::GevPacked, 12, B::GR},   // BayerGR12Packed
+    {0x010c002b, P::GevPacked, 12, B::RG},   // BayerRG12Packed
+    {0x010c002c, P::GevPacked, 12, B::GB},   // BayerGB12Packed
+    {0x010c002d, P::GevPacked, 12, B::BG},   // BayerBG12Packed
+    {0x010a0056, P::LsbPacked, 10, B::GR},   // BayerGR10p
+    {0x010a0058, P::LsbPacked, 10, B::RG},   // BayerRG10p
+    {0x010a0054, P::LsbPacked, 10, B::GB},   // BayerGB10p
+    {0x010a0052, P::LsbPacked, 10, B::BG},   // BayerBG10p
+    {0x010c0057, P::LsbPacked, 12, B::GR},   // BayerGR12p
+    {0x010c0059, P::LsbPacked, 12, B::RG},   // BayerRG12p
+    {0x010c0055, P::LsbPacked, 12, B::GB},   // BayerGB12p
+    {0x010c0053, P::LsbPacked, 12, B::BG},   // BayerBG12p
+    {0x02180014, P::Rgb8, 8, B::None},       // RGB8
+    {0x02180015, P::Bgr8, 8, B::None},       // BGR8
+    {0x02200016, P::Rgba8, 8, B::None},      // RGBa8
+    {0x02200017, P::Bgra8, 8, B::None},      // BGRa8
+    {0x0210001f, P::Uyvy, 8, B::None},       // YUV422_8_UYVY
+    {0x02100032, P::Yuyv, 8, B::None},       // YUV422_8 (YUYV)
+};
+
+uint32_t StreamBits(const SourceFormat& format) {
+    return (format.code >> 16) & 0xFF;
+}
+
+// One pixel of a packed stream, by its index in the image; reads only the bytes it spans.
+inline uint32_t PackedPixel(const SourceFormat& format, const uint8_t* data, size_t index) {
+    if (format.packing == P::GevPacked) {
+        const uint8_t* group = data + (index >> 1) * 3;
+        const int low = format.bits - 8;
+        if ((index & 1) == 0)
+            return uint32_t(group[0]) << low | (group[1] & ((1u << low) - 1));
+        return uint32_t(group[2]) << low | ((group[1] >> 4) & ((1u << low) - 1));
+    }
+    const size_t bit = index * size_t(format.bits);
+    const uint8_t* at = data + (bit >> 3);
+    const uint32_t word = uint32_t(at[0]) | uint32_t(at[1]) << 8;
+    return (word >> (bit & 7)) & ((1u << format.bits) - 1);
+}
+
+template <typename T> inline T Narrow(uint32_t value, int shift) {
+    if constexpr (sizeof(T) == 1)
+        return T(std::min<uint32_t>(value >> shift, 255));
+    else
+        return T(value);
+}
+
+// A packed run of pixels: single pixels up to a whole group, whole groups, single pixels after.
+template <typename T>
+void UnpackPacked(const SourceFormat& format, const uint8_t* data, size_t first, uint32_t count,
+                  T* out) {
+    const int shift = sizeof(T) == 1 ? format.bits - 8 : 0;
+    const size_t groupPixels = format.packing == P::GevPacked || format.bits == 12 ? 2 : 4;
+    size_t i = first;
+    const size_t end = first + count;
+    while (i < end && i % groupPixels != 0)
+        *out++ = Narrow<T>(PackedPixel(format, data, i++), shift);
+    const size_t groups = (end - i) / groupPixels;
+    if (format.packing == P::GevPacked) {
+        const uint8_t* g = data + i / 2 * 3;
+        const int low = format.bits - 8;
+        const uint32_t mask = (1u << low) - 1;
+        for (size_t k = 0; k < groups; ++k, g += 3, out += 2) {
+            if constexpr (sizeof(T) == 1) {
+                out[0] = g[0];
+                out[1] = g[2];
+            } else {
+                out[0] = T(uint32_t(g[0]) << low | (g[1] & mask));
+                out[1] = T(uint32_t(g[2]) << low | ((g[1] >> 4) & mask));
+            }
+        }
+    } else if (format.bits == 12) {
+        const uint8_t* g = data + i / 2 * 3;
+        for (size_t k = 0; k < groups; ++k, g += 3, out += 2) {
+            const uint32_t p0 = g[0] | uint32_t(g[1] & 0xF) << 8;
+            const uint32_t p1 = uint32_t(g[1] >> 4) | uint32_t(g[2]) << 4;
+            out[0] = Narrow<T>(p0, shift);
+            out[1] = Narrow<T>(p1, shift);
+        }
+    } else {
+        const uint8_t* g = data + i / 4 * 5;
+        for (size_t k = 0; k < groups; ++k, g += 5, out += 4) {
+            const uint32_t p0 = g[0] | uint32_t(g[1] & 0x3) << 8;
+            const uint32_t p1 = uint32_t(g[1] >> 2) | uint32_t(g[2] & 0xF) << 6;
+            const uint32_t p2 = uint32_t(g[2] >> 4) | uint32_t(g[3] & 0x3F) << 4;
+            const uint32_t p3 = uint32_t(g[3] >> 6) | uint32_t(g[4]) << 2;
+            out[0] = Narrow<T>(p0, shift);
+            out[1] = Narrow<T>(p1, shift);
+            out[2] = Narrow<T>(p2, shift);
+            out[3] = Narrow<T>(p3, shift);
+        }
+    }
+    i += groups * groupPixels;
+    while (i < end)
+        *out++ = Narrow<T>(PackedPixel(format, data, i++), shift);
+}
+
+void Bits16To8(const uint8_t* in, uint32_t width, int shift, uint8_t* out) {
+    uint32_t x = 0;
+#ifdef KORVATIN_X86
+    const __m128i count = _mm_cvtsi32_si128(shift);
+    for (; x + 16 <= width; x += 16) {
+        const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 2 * x));
+        const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 2 * x + 16));
+        const __m128i packed = _mm_packus_epi16(_mm_srl_epi16(lo, count), _mm_srl_epi16(hi, count));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), packed);
+    }
+#endif
+    for (; x < width; ++x)
+        out[x] =
+            uint8_t(std::min<uint32_t>((in[2 * x] | uint32_t(in[2 * x + 1]) << 8) >> shift, 255));
+}
+
+#ifdef KORVATIN_X86
+// Mono10Packed and Mono12Packed to their top 8 bits: bytes 0 and 2 of every three. Converts
+// whole runs of 32 pixels while 4 bytes beyond the run are still in the image; returns how many
+// pixels it converted.
+__attribute__((target("ssse3"))) size_t GevPackedTo8Fast(const uint8_t* in, size_t available,
+                                                         size_t pixels, uint8_t* out) {
+    const __m128i pick = _mm_setr_epi8(0, 2, 3, 5, 6, 8, 9, 11, -1, -1, -1, -1, -1, -1, -1, -1);
+    size_t done = 0;
+    while (done + 32 <= pixels && done / 2 * 3 + 52 <= available) {
+        const uint8_t* g = in + done / 2 * 3;
+        const __m128i a =
+            _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(g)), pick);
+        const __m128i b =
+            _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(g + 12)), pick);
+        const __m128i c =
+            _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(g + 24)), pick);
+        const __m128i d =
+            _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(g + 36)), pick);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_unpacklo_epi64(a, b));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done + 16), _mm_unpacklo_epi64(c, d));
+        done += 32;
+    }
+    return done;
+}
+#endif
+
+} // namespace
+
+bool CpuHasSsse3() {
+#ifdef KORVATIN_X86
+    static const bool has = __builtin_cpu_supports("ssse3");
+    return has;
+#else
+    return false;
+#endif
+}
+
+bool CpuHasAvx2() {
+#ifdef KORVATIN_X86
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+#else
+    return false;
+#endif
+}
+
+const SourceFormat* FindSourceFormat(uint32_t code) {
+    for (const SourceFormat& f : kFormats) {
+        if (f.code == code)
+            return &f;
+    }
+    return nullptr;
+}
+
+bool IsPackedStream(const SourceFormat& format) {
+    return format.packing == P::GevPacked || format.packing == P::LsbPacked;
+}
+
+size_t LineBytes(const SourceFormat& format, uint32_t width) {
+    return size_t(width) * (StreamBits(format) / 8);
+}
+
+size_t ImageBytes(const SourceFormat& format, uint32_t width, uint32_t height, size_t stride) {
+    if (width == 0 || height == 0)
+        return 0;
+    if (IsPackedStream(format))
+        return (size_t(width) * height * StreamBits(format) + 7) / 8;
+    return stride * (height - 1) + LineBytes(format, width);
+}
+
+void UnpackRow8(const MonoImage& image, uint32_t y, uint8_t* out) {
+    const SourceFormat& f = *image.format;
+    switch (f.packing) {
+    case P::Bits8:
+        std::memcpy(out, image.data + y * image.stride, image.width);
+        return;
+    case P::Bits16:
+        Bits16To8(image.data + y * image.stride, image.width, f.bits - 8, out);
+        return;
+    default: {
+        size_t first = size_t(y) * image.width;
+        uint32_t count = image.width;
+#ifdef KORVATIN_X86
+        if (f.packing == P::GevPacked && CpuHasSsse3()) {
+            // Start the fast run on a whole group.
+            if (first & 1) {
+                *out++ = uint8_t(PackedPixel(f, image.data, first++) >> (f.bits - 8));
+                --count;
+            }
+            const size_t available = ImageBytes(f, image.width, y + 1, 0);
+            const size_t done =
+                GevPackedTo8Fast(image.data + first / 2 * 3, available - first / 2 * 3, count, out);
+            first += done;
+            out += done;
+            count -= uint32_t(done);
+        }
+#endif
+        UnpackPacked<uint8_t>(f, image.data, first, count, out);
+        return;
+    }
+    }
+}
+
+void UnpackRow16(const MonoImage& image, uint32_t y, uint16_t* out) {
+    const SourceFormat& f = *image.format;
+    switch (f.packing) {
+    case P::Bits8: {
+        const uint8_t* in = image.data + y * image.stride;
+        for (uint32_t x = 0; x < image.width; ++x)
+            out[x] = in[x];
+        return;
+    }
+    case P::Bits16: {
+        const uint8_t* in = image.data + y * image.stride;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        std::memcpy(out, in, size_t(image.width) * 2);
+#else
+        for (uint32_t x = 0; x < image.width; ++x)
+            out[x] = uint16_t(in[2 * x] | in[2 * x + 1] << 8);
+#endif
+        return;
+    }
+    default:
+        UnpackPacked<uint16_t>(f, image.data, size_t(y) * image.width, image.width, out);
+        return;
+    }
+}
+
+namespace {
+
+inline uint8_t Clamp8(int v) {
+    return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+// Full-range BT.601 in 16-bit fixed point: the usual choice for camera YUV, where luma spans
+// 0..255 and the chroma bytes are centred on 128.
+inline void YuvToRgb(int y, int u, int v, uint8_t* out) {
+    const int d = u - 128;
+    const int e = v - 128;
+    out[0] = Clamp8(y + ((91881 * e + 32768) >> 16));
+    out[1] = Clamp8(y - ((22554 * d + 46802 * e + 32768) >> 16));
+    out[2] = Clamp8(y + ((116130 * d + 32768) >> 16));
+}
+
+} // namespace
+
+void ColourRowToRgb(const SourceFormat& format, const uint8_t* line, uint32_t width, uint8_t* out) {
+    switch (format.packing) {
+    case P::Rgb8:
+        std::memcpy(out, line, size_t(width) * 3);
+        return;
+    case P::Bgr8:
+        for (uint32_t x = 0; x < width; ++x, line += 3, out += 3) {
+            out[0] = line[2];
+            out[1] = line[1];
+            out[2] = line[0];
+        }
+        return;
+    case P::Rgba8:
+        for (uint32_t x = 0; x < width; ++x, line += 4, out += 3) {
+            out[0] = line[0];
+            out[1] = line[1];
+            out[2] = line[2];
+        }
+        return;
+    case P::Bgra8:
+        for (uint32_t x = 0; x < width; ++x, line += 4, out += 3) {
+            out[0] = line[2];
+            out[1] = line[1];
+            out[2] = line[0];
+        }
+        return;
+    case P::Uyvy:
+        for (uint32_t x = 0; x + 1 < width; x += 2, line += 4, out += 6) {
+            YuvToRgb(line[1], line[0], line[2], out);
+            YuvToRgb(line[3], line[0], line[2], out + 3);
+        }
+        return;
+    case P::Yuyv:
+        for (uint32_t x = 0; x + 1 < width; x += 2, line += 4, out += 6) {
+            YuvToRgb(line[0], line[1], line[3], out);
+            YuvToRgb(line[2], line[1], line[3], out + 3);
+        }
+        return;
+    default:
+        return;
+    }
+}
+
+} // namespace korvatin
