@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace {
@@ -205,8 +206,27 @@ QRN_ERROR CKorvatinCamera::FrameSave(const CKorvatinFrame* frame, const char* fi
     if (format != kRaw && format != kTiff && format != kBmp)
         return QRN_ERR_UNSUPPORTED;
     Layout layout;
-    if (format != kRaw && !layoutOf(frame->PixelType(), &layout))
-        return QRN_ERR_UNSUPPORTED;
+    // A mosaic, packed or YUV image is saved as what Convert makes of it without interpolation:
+    // grey or RGB, 16 bits per sample for deep sources in a TIFF, 8 bits in a BMP.
+    CKorvatinFrame converted;
+    std::vector<uint8_t> convertedPixels;
+    if (format != kRaw && !layoutOf(frame->PixelType(), &layout)) {
+        const size_t bytes = size_t(frame->Width()) * frame->Height() * 3 * 2;
+        try {
+            convertedPixels.resize(bytes);
+        } catch (const std::bad_alloc&) {
+            return QRN_ERR_NO_MEMORY;
+        }
+        converted.SetWidth(frame->Width());
+        converted.SetHeight(frame->Height());
+        converted.Describe(convertedPixels.data(), 0, bytes, 0, 0, 0, nullptr);
+        const QRN_ERROR result = converted.Convert(*frame, 0, format == kBmp ? 8 : 0, 0, nullptr);
+        if (result != QRN_OK)
+            return result;
+        if (!layoutOf(converted.PixelType(), &layout))
+            return QRN_ERR_UNSUPPORTED;
+        frame = &converted;
+    }
     QRN_ERROR result = QRN_OK;
     bool opened = false;
     switch (format) {

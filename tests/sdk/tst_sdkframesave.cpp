@@ -237,6 +237,58 @@ private slots:
             }
     }
 
+    void mosaicAndPackedImagesAreSavedAsConverted() {
+        // BayerRG8 without interpolation is its mosaic as grey, sample for sample.
+        TestFrame bayer(24, 10, 0x01080009, 1, 1);
+        const QByteArray tif = path("bayer.tif");
+        QCOMPARE(CKorvatinCamera::FrameSave(&bayer.frame, tif.constData(), 1), QRN_OK);
+        TiffImage image;
+        QVERIFY(readTiff(QString::fromLocal8Bit(tif), &image));
+        QCOMPARE(image.width, 24u);
+        QCOMPARE(image.height, 10u);
+        QCOMPARE(int(image.samples), 1);
+        QCOMPARE(int(image.bits), 8);
+        for (uint32_t y = 0; y < 10; ++y)
+            for (uint32_t x = 0; x < 24; ++x)
+                QCOMPARE(sampleAt(image, x, y, 0), bayer.value(x, y, 0));
+
+        // Mono12Packed (GigE Vision packing: two pixels in three bytes) becomes 16-bit grey in a
+        // TIFF, holding the 12-bit values, and their top 8 bits in a BMP.
+        const uint32_t width = 16, height = 4;
+        std::vector<uint16_t> values(width * height);
+        std::vector<uint8_t> packed(width * height * 3 / 2);
+        for (uint32_t i = 0; i < width * height; ++i)
+            values[i] = uint16_t((i * 263 + 17) & 0xFFF);
+        for (uint32_t i = 0; i < width * height; i += 2) {
+            uint8_t* p = packed.data() + i / 2 * 3;
+            p[0] = uint8_t(values[i] >> 4);
+            p[1] = uint8_t((values[i] & 0xF) | ((values[i + 1] & 0xF) << 4));
+            p[2] = uint8_t(values[i + 1] >> 4);
+        }
+        CKorvatinFrame source;
+        source.SetWidth(width);
+        source.SetHeight(height);
+        source.SetPixelType(0x010C0006);
+        source.Describe(packed.data(), packed.size(), packed.size(), width * 3 / 2, 0, 0, nullptr);
+        const QByteArray deep = path("packed.tif");
+        QCOMPARE(CKorvatinCamera::FrameSave(&source, deep.constData(), 1), QRN_OK);
+        TiffImage sixteen;
+        QVERIFY(readTiff(QString::fromLocal8Bit(deep), &sixteen));
+        QCOMPARE(int(sixteen.samples), 1);
+        QCOMPARE(int(sixteen.bits), 16);
+        for (uint32_t y = 0; y < height; ++y)
+            for (uint32_t x = 0; x < width; ++x)
+                QCOMPARE(sampleAt(sixteen, x, y, 0), uint32_t(values[y * width + x]));
+        const QByteArray bmp = path("packed.bmp");
+        QCOMPARE(CKorvatinCamera::FrameSave(&source, bmp.constData(), 2), QRN_OK);
+        QImage picture;
+        QVERIFY(picture.load(QString::fromLocal8Bit(bmp), "BMP"));
+        QCOMPARE(picture.size(), QSize(int(width), int(height)));
+        for (uint32_t y = 0; y < height; ++y)
+            for (uint32_t x = 0; x < width; ++x)
+                QCOMPARE(picture.pixelColor(int(x), int(y)).red(), values[y * width + x] >> 4);
+    }
+
     void anUnwritablePathIsAnErrorAndLeavesNoFile() {
         TestFrame source(8, 8, kGrey8, 1, 1);
         for (int format = 0; format <= 2; ++format) {
