@@ -4,10 +4,13 @@
 
 #include <QtTest>
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -436,6 +439,40 @@ private slots:
             QCOMPARE(single.Sample8(i), expected[i]);
             QCOMPARE(threaded.Sample8(i), expected[i]);
         }
+    }
+
+    // Two threads converting at once with the same context (the display and the recorder do)
+    // both get their own exact result.
+    void concurrentConversionsShareTheContext() {
+        const Format& f = *FindFormat("BayerGR8");
+        const int width = 400, height = 260;
+        const auto first = RandomValues(size_t(width) * height, 8, 11);
+        const auto second = RandomValues(size_t(width) * height, 8, 12);
+        const auto expectedFirst = BilinearReference(first, width, height, f.mosaic);
+        const auto expectedSecond = NearestReference(second, width, height, f.mosaic);
+        CKorvatinCamera camera;
+        void* context = camera.ConversionContext();
+        Image sourceA, sourceB, destA, destB;
+        sourceA.Source(width, height, f.code, Encode(f, first));
+        sourceB.Source(width, height, f.code, Encode(f, second));
+        destA.Destination(expectedFirst.size());
+        destB.Destination(expectedSecond.size());
+        std::atomic<int> failures{0};
+        std::thread other([&] {
+            for (int i = 0; i < 20; ++i) {
+                if (destB.frame.Convert(sourceB.frame, 13, 8, 1, context) != QRN_OK ||
+                    !std::equal(expectedSecond.begin(), expectedSecond.end(), destB.bytes.begin()))
+                    ++failures;
+            }
+        });
+        for (int i = 0; i < 20; ++i) {
+            QCOMPARE(destA.frame.Convert(sourceA.frame, 15, 8, 1, context), QRN_OK);
+            QVERIFY(std::equal(expectedFirst.begin(), expectedFirst.end(), destA.bytes.begin()));
+        }
+        other.join();
+        QCOMPARE(failures.load(), 0);
+        QVERIFY(destA.UntouchedFrom(expectedFirst.size()));
+        QVERIFY(destB.UntouchedFrom(expectedSecond.size()));
     }
 
     void colourFormats_data() {
