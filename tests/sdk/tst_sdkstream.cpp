@@ -7,8 +7,10 @@
 #include <QElapsedTimer>
 #include <QtTest>
 
+#include <atomic>
 #include <cstring>
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -394,6 +396,49 @@ private slots:
         QCOMPARE(camera.GetFrame(&received, 2000), QRN_OK);
         QVERIFY(isRamp(received));
         QCOMPARE(camera.StopStream(), QRN_OK);
+    }
+
+    void aGrabThreadSurvivesStopReleaseAndDisconnect() {
+        CKorvatinCamera camera;
+        connect(camera);
+        camera.SetUInt32("FrameRate", 200);
+        BufferSet buffers(camera);
+        QVERIFY(buffers.allocate(5, kWidth, kHeight, kMono8));
+        QCOMPARE(camera.StartStream(nullptr), QRN_OK);
+        QVERIFY(buffers.queueAll());
+        std::atomic<bool> running{true};
+        std::atomic<int> received{0}, broken{0};
+        // The grab thread: receive, check, hand the buffer back, as the application does.
+        std::thread grab([&] {
+            CKorvatinFrame frame;
+            while (running.load()) {
+                if (camera.GetFrame(&frame, 100) != QRN_OK)
+                    continue;
+                if (!isRamp(frame))
+                    ++broken;
+                ++received;
+                camera.QueueFrame(&frame);
+            }
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(received.load() >= 20, 5000);
+        // Stopped and restarted under the grab thread's feet.
+        QCOMPARE(camera.StopStream(), QRN_OK);
+        const int atStop = received.load();
+        QTest::qWait(300);
+        QVERIFY(received.load() <= atStop + 1);
+        QCOMPARE(camera.StartStream(nullptr), QRN_OK);
+        QTRY_VERIFY_WITH_TIMEOUT(received.load() >= atStop + 20, 5000);
+        // Buffers released while the grab thread may hold or queue them.
+        for (auto& frame : buffers.frames)
+            QCOMPARE(camera.ReleaseFrameBuffer(frame.get()), QRN_OK);
+        QTest::qWait(200);
+        const int afterRelease = received.load();
+        QTest::qWait(300);
+        QVERIFY(received.load() <= afterRelease + 1);
+        camera.Disconnect();
+        running = false;
+        grab.join();
+        QCOMPARE(broken.load(), 0);
     }
 
     void streamsFromAravisFakeCamera() {
