@@ -169,15 +169,21 @@ void NearestRowPortable(const T* own, const T* partner, uint32_t width, RowKind 
 
 void BilinearRowFast(const uint8_t* a, const uint8_t* c, const uint8_t* b, uint32_t width,
                      RowKind kind, uint8_t* out) {
+    // The widest runs the processor allows, then narrower ones for what is left of the row,
+    // then pixel by pixel. Each kernel starts 2 pixels into the part it is given.
     uint32_t end = 2;
-    if (CpuHasAvx2())
-        end = BilinearRunsAvx2(a, c, b, width, kind.greenFirst, kind.redRow, out);
-    // What is left of the row in runs of 16, then pixel by pixel.
-    if (end + 17 <= width) {
+    const auto rest = [&](uint32_t run, auto kernel) {
+        if (end + run + 1 > width)
+            return;
         const uint32_t from = end - 2;
-        end = from + BilinearRunsSsse3(a + from, c + from, b + from, width - from, kind.greenFirst,
-                                       kind.redRow, out + 3 * size_t(from));
-    }
+        end = from + kernel(a + from, c + from, b + from, width - from, kind.greenFirst,
+                            kind.redRow, out + 3 * size_t(from));
+    };
+    if (CpuHasAvx512Vbmi())
+        rest(64, BilinearRunsAvx512);
+    if (CpuHasAvx2())
+        rest(32, BilinearRunsAvx2);
+    rest(16, BilinearRunsSsse3);
     BilinearEdge(a, c, b, width, kind, 0, 2, out);
     BilinearEdge(a, c, b, width, kind, end, width, out);
 }

@@ -21,6 +21,9 @@ uint32_t BilinearRunsSsse3(const uint8_t* a, const uint8_t* c, const uint8_t* b,
                            bool greenFirst, bool redRow, uint8_t* out);
 uint32_t BilinearRunsAvx2(const uint8_t* a, const uint8_t* c, const uint8_t* b, uint32_t width,
                           bool greenFirst, bool redRow, uint8_t* out);
+// The same in runs of 64 pixels with AVX-512 byte permutes (CpuHasAvx512Vbmi).
+uint32_t BilinearRunsAvx512(const uint8_t* a, const uint8_t* c, const uint8_t* b, uint32_t width,
+                            bool greenFirst, bool redRow, uint8_t* out);
 
 // Byte shuffles for nearest neighbour on one kind of row: m[block][0] picks from the row itself,
 // m[block][1] from the other row of its 2 x 2 cells, for the three 16-byte blocks of 16 RGB

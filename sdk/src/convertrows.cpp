@@ -205,6 +205,16 @@ bool CpuHasAvx2() {
 #endif
 }
 
+bool CpuHasAvx512Vbmi() {
+#ifdef KORVATIN_X86
+    static const bool has =
+        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
+    return has;
+#else
+    return false;
+#endif
+}
+
 const SourceFormat* FindSourceFormat(uint32_t code) {
     for (const SourceFormat& f : kFormats) {
         if (f.code == code)

@@ -69,6 +69,8 @@ inline void UnpackRow(const MonoImage& image, uint32_t y, uint16_t* out) {
 bool CpuHasSsse3();
 // True when the processor has AVX2 (32-byte integer vectors).
 bool CpuHasAvx2();
+// True when the processor has AVX512BW and AVX512VBMI (64-byte vectors with byte permutes).
+bool CpuHasAvx512Vbmi();
 
 // Row y of a colour source as R, G, B bytes.
 void ColourRowToRgb(const SourceFormat& format, const uint8_t* line, uint32_t width, uint8_t* out);
