@@ -281,6 +281,11 @@ void CameraConnection::ApplyHeartbeatDisable(bool disable) {
         arv_gc_integer_set_value(ARV_GC_INTEGER(node), disable ? 1 : 0, Out(error));
 }
 
+void CameraConnection::GiveUpIfLost() {
+    if (timeoutControl_ && lostNotifier_->Fired())
+        setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
+}
+
 void CameraConnection::SetLostCallback(ConnectionLostNotifier::Callback callback, void* context) {
     lostNotifier_->Set(callback, context);
 }

@@ -59,6 +59,11 @@ public:
     // Replaces the description with the one in `path`; the old one is detached.
     void LoadDescriptionFile(const char* path);
     void SetLostCallback(ConnectionLostNotifier::Callback callback, void* context);
+    // True once the device was seen gone.
+    bool IsLost() const { return lostNotifier_->Fired(); }
+    // For a device that is gone: makes further control transfers (closing a stream writes a
+    // register) give up at once instead of retrying for seconds.
+    void GiveUpIfLost();
 
 private:
     void LoadDescriptionFromDevice();

@@ -89,8 +89,7 @@ void CKorvatinCamera::Connect(const GigEVisionDeviceInfo& device, const char* xm
 
 void CKorvatinCamera::Disconnect() {
     // A running stream is stopped while the device can still be told to stop acquisition.
-    if (connection_)
-        stream_->Stop(connection_->Description());
+    StopStream();
     connection_.reset();
 }
 
@@ -297,7 +296,14 @@ QRN_ERROR CKorvatinCamera::StartStream(void*) {
 }
 
 QRN_ERROR CKorvatinCamera::StopStream() {
-    stream_->Stop(connection_ ? connection_->Description() : nullptr);
+    if (!connection_) {
+        stream_->Stop(nullptr);
+        return QRN_OK;
+    }
+    // A device that is gone is not asked to stop acquiring, and closing the stream does not
+    // wait for it.
+    connection_->GiveUpIfLost();
+    stream_->Stop(connection_->IsLost() ? nullptr : connection_->Description());
     return QRN_OK;
 }
 

@@ -441,6 +441,36 @@ private slots:
         QCOMPARE(broken.load(), 0);
     }
 
+    void aCameraThatIsGoneStopsQuickly() {
+        SimulatorProcess doomed;
+        QVERIFY2(doomed.startCamsim({"--address", "127.0.0.124"}),
+                 qPrintable(doomed.errorString()));
+        GigEVisionDeviceInfo device{};
+        QVERIFY(discover("127.0.0.124", &device));
+        CKorvatinCamera camera;
+        std::atomic<bool> lost{false};
+        camera.SetConnectionCallBackFunc(
+            [](void* context, void*) { static_cast<std::atomic<bool>*>(context)->store(true); },
+            &lost);
+        camera.Connect(device, nullptr);
+        camera.SetUInt32("Width", kWidth);
+        camera.SetUInt32("Height", kHeight);
+        BufferSet buffers(camera);
+        QVERIFY(buffers.allocate(3, kWidth, kHeight, kMono8));
+        QCOMPARE(camera.StartStream(nullptr), QRN_OK);
+        QVERIFY(buffers.queueAll());
+        CKorvatinFrame received;
+        QCOMPARE(camera.GetFrame(&received, 2000), QRN_OK);
+        doomed.kill();
+        QTRY_VERIFY_WITH_TIMEOUT(lost.load(), 10000);
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(camera.StopStream(), QRN_OK);
+        camera.Disconnect();
+        qInfo("stopped and disconnected in %lld ms", static_cast<long long>(timer.elapsed()));
+        QVERIFY2(timer.elapsed() < 1500, qPrintable(QString::number(timer.elapsed())));
+    }
+
     void streamsFromAravisFakeCamera() {
         SimulatorProcess fake;
         QVERIFY2(fake.startAravisFake("127.0.0.123", "FAKE0123"), qPrintable(fake.errorString()));
