@@ -323,6 +323,10 @@ void CKorvatinCamera::ClearDroppedFrameCount() {
     stream_->ClearDropped();
 }
 
+size_t CKorvatinCamera::AllocatedFrameBufferCount() {
+    return stream_->BufferCount();
+}
+
 void* CKorvatinCamera::ConversionContext() {
     return conversionContext_.get();
 }

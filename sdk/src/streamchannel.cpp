@@ -311,12 +311,4 @@ size_t StreamChannel::BufferCount() {
     return buffers_.size();
 }
 
-size_t StreamChannel::QueuedCount() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    size_t queued = 0;
-    for (const auto& entry : buffers_)
-        queued += entry.second->queued ? 1 : 0;
-    return queued;
-}
-
 } // namespace korvatin

@@ -59,9 +59,8 @@ public:
     uint32_t Dropped();
     void ClearDropped();
 
-    // How many buffers are registered, and how many of them the stream holds: for tests.
+    // Buffers not yet freed, released ones the stream still holds included.
     size_t BufferCount();
-    size_t QueuedCount();
 
 private:
     struct Buffer;

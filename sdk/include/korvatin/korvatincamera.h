@@ -8,6 +8,7 @@
 #include "qrnerror.h"
 #include "qrnparam.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -128,6 +129,9 @@ public:
     // Images lost since ClearDroppedFrameCount (incomplete, or lost by the stream).
     uint32_t GetDroppedFrameCount();
     void ClearDroppedFrameCount();
+    // Buffers from AllocateFrameBuffer not yet freed: a buffer released while the stream holds
+    // it counts until the stream lets it go. For leak checks.
+    size_t AllocatedFrameBufferCount();
     // Scratch memory and worker threads for CKorvatinFrame::Convert; lives as long as the camera.
     void* ConversionContext();
 
