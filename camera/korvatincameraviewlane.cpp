@@ -2,14 +2,23 @@
 #include "korvatincameraviewlane.h"
 
 #include "appsettings.h"
+#include "avirecordingthread.h"
+#include "framegrabthread.h"
+#include "korvatinframeconverted.h"
 #include "metatypes.h"
 
 #include <QByteArray>
+#include <QMutexLocker>
+
+#include <cstring>
 
 namespace {
 
 const char* const kTooFewBuffers =
     "Too few buffers have been allocated. A minimum of 8 buffers should be allocated.";
+const char* const kGrabStartedAlready = "GrabThread started already. Stop it before restarting.";
+const char* const kAllocationFailed = "fail to allocate memory.";
+const char* const kAviOpenFailed = "fail to open the AVI.";
 
 // Bits 16 to 23 of a GigE Vision pixel-type code: the bits one pixel occupies.
 uint32_t bitsPerPixel(uint32_t pixelType) {
@@ -30,7 +39,8 @@ CKorvatinCameraViewlane::CKorvatinCameraViewlane(const CAppSettings& settings)
     SetGvcpTimeout(settings.GVCPTimeOut);
 }
 
-// Threads and frame buffers are stopped and released by DisconnectDevice before this runs.
+// Threads and frame buffers are stopped and released by DisconnectDevice before this runs; a
+// thread still running here ends the process from its own destructor.
 CKorvatinCameraViewlane::~CKorvatinCameraViewlane() = default;
 
 uint32_t CKorvatinCameraViewlane::SelectDisplayPixelType(int32_t maxBitsPerPixel) {
@@ -59,7 +69,256 @@ void CKorvatinCameraViewlane::ConnectDevice(const GigEVisionDeviceInfo& device) 
 }
 
 void CKorvatinCameraViewlane::DisconnectDevice() {
-    // Streaming stops here, before the device is closed: first the conversion thread, then the
-    // grab thread, which releases the raw frame buffers. Both arrive with streaming support.
+    // Shutdown order: the consumer of raw frames first, so that no holder refers to a raw frame
+    // when the grab side releases the buffers; then the producer and the stream; then the device.
+    StopConversion();
+    StopGrab();
     Disconnect();
+}
+
+void CKorvatinCameraViewlane::StartAcquisition() {
+    StartGrab();
+
+    for (int i = 0; i < kConvertedFrameCount; ++i) {
+        auto* holder = new CKorvatinFrameConverted;
+        m_convertedFrames[i] = holder;
+        holder->SetWidth(m_maxWidth);
+        holder->SetHeight(m_maxHeight);
+        holder->SetPixelType(m_displayPixelType);
+        holder->SetConversionAttributes(11, 8);
+        if (AllocateFrameBuffer(holder, 0) != QRN_OK) {
+            // Not yet allocated: nothing to release for this one.
+            m_convertedFrames[i] = nullptr;
+            delete holder;
+            ReleaseConvertedFrames();
+            throw CKorvatinException(kAllocationFailed, kSessionError);
+        }
+        QMutexLocker lock(&m_convertedListMutex);
+        m_freeConvertedFrames.append(holder);
+    }
+
+    m_readyConvertedFramesPeak = 0;
+    m_conversionRunning = true;
+    m_conversionThread = std::make_unique<CAviRecordingThread>(this);
+    m_conversionThread->start(QThread::InheritPriority);
+}
+
+void CKorvatinCameraViewlane::StartGrab() {
+    if (m_grabThread)
+        throw CKorvatinException(kGrabStartedAlready, kSessionError);
+
+    grabbedFrameCount = 0;
+    // A stream that does not start shows as no frame arriving; the grab thread only waits.
+    StartStream(nullptr);
+    m_rawFramesAllocated = 0;
+
+    for (int32_t i = 0; i < m_rawFrameBufferCount; ++i) {
+        auto* raw = new CKorvatinFrame;
+        raw->SetWidth(m_maxWidth);
+        raw->SetHeight(m_maxHeight);
+        raw->SetPixelType(m_displayPixelType);
+        QRN_ERROR result = AllocateFrameBuffer(raw, 1);
+        if (result == QRN_ERR_NO_MEMORY) {
+            raw->SetWidth(kFallbackWidth);
+            raw->SetHeight(kFallbackHeight);
+            raw->SetPixelType(kPixelBayerGR8);
+            result = AllocateFrameBuffer(raw, 1);
+        }
+        if (result != QRN_OK) {
+            // Deliberately silent: the stream runs with the buffers obtained so far.
+            delete raw;
+            break;
+        }
+        if (i < kSpareWrapperCount) {
+            auto* wrapper = new CKorvatinFrame;
+            m_spareWrappers[i] = wrapper;
+            wrapper->UpdateFrame(*raw);
+            QMutexLocker lock(&m_rawListMutex);
+            m_spareRawFrames.append(wrapper);
+        } else if (QueueFrame(raw) != QRN_OK) {
+            ReleaseFrameBuffer(raw);
+            delete raw;
+            break;
+        }
+        m_rawFrames[i] = raw;
+        ++m_rawFramesAllocated;
+    }
+
+    // A barrier: everything written above is visible to the grab thread.
+    m_rawListMutex.lock();
+    m_rawListMutex.unlock();
+
+    // Set here rather than by the thread, so that a StopGrab right after this always finds the
+    // thread running and waits for it.
+    m_grabRunning = true;
+    m_grabThread = std::make_unique<CFrameGrabThread>(this);
+    m_grabThread->start(QThread::InheritPriority);
+}
+
+void CKorvatinCameraViewlane::StopGrab() {
+    m_grabRunning = false;
+    if (m_grabThread) {
+        // The loop ends when its current frame wait returns: at most one time-out.
+        m_grabThread->wait();
+        m_grabThread.reset();
+    }
+
+    for (int32_t i = 0; i < m_rawFramesAllocated; ++i) {
+        ReleaseFrameBuffer(m_rawFrames[i]);
+        delete m_rawFrames[i];
+        m_rawFrames[i] = nullptr;
+    }
+    m_rawFramesAllocated = 0;
+
+    StopStream();
+
+    QMutexLocker lock(&m_rawListMutex);
+    for (CKorvatinFrame*& wrapper : m_spareWrappers) {
+        delete wrapper;
+        wrapper = nullptr;
+    }
+    m_spareRawFrames.clear();
+    m_grabbedRawFrames.clear();
+}
+
+CKorvatinFrameConverted* CKorvatinCameraViewlane::TakeDisplayFrame() {
+    QMutexLocker lock(&m_convertedListMutex);
+    if (m_readyConvertedFrames.isEmpty())
+        return nullptr;
+    return m_readyConvertedFrames.takeFirst();
+}
+
+void CKorvatinCameraViewlane::ReturnDisplayFrame(CKorvatinFrameConverted* frame) {
+    QMutexLocker lock(&m_convertedListMutex);
+    if (frame->SourceRawFrame())
+        ReturnRawFrame(frame->SourceRawFrame());
+    frame->SetSourceRawFrame(nullptr);
+    m_freeConvertedFrames.append(frame);
+    frame->SetPixelType(0);
+}
+
+void CKorvatinCameraViewlane::ReturnRawFrame(CKorvatinFrame* raw) {
+    QMutexLocker lock(&m_rawListMutex);
+    m_spareRawFrames.append(raw);
+}
+
+void CKorvatinCameraViewlane::StartRecording(const char* fileName, uint32_t bayerMode,
+                                             int32_t maxFrames) {
+    {
+        QMutexLocker lock(&m_recordMutex);
+        m_bayerConversionMode = bayerMode;
+        m_maxFramesToRecord = maxFrames;
+        m_framesRecorded = 0;
+
+        m_aviFile.SetWidth(GetUInt32("Width"));
+        m_aviFile.SetHeight(GetUInt32("Height"));
+        m_aviFile.SetFrameRate(RecordingFrameRate());
+        m_aviFile.SetColor(true);
+
+        char pixelFormat[64] = {};
+        GetEnum("PixelFormat", pixelFormat, sizeof(pixelFormat));
+        if (std::strncmp(pixelFormat, "Mono", 4) == 0)
+            m_aviFile.SetColor(false);
+        else if (std::strncmp(pixelFormat, "Bayer", 5) == 0 && bayerMode == kBayerNone)
+            m_aviFile.SetColor(false); // the mosaic recorded without interpolation is grey
+
+        m_aviFile.SetFileName(fileName);
+        if (m_aviFile.Open() != QRN_OK) {
+            lock.unlock();
+            throw CKorvatinException(kAviOpenFailed, kSessionError);
+        }
+        m_recording = true;
+    }
+    // Announced outside the lock, so that a receiver may stop the recording at once.
+    emit RecordStarted(true);
+}
+
+void CKorvatinCameraViewlane::StopRecording() {
+    {
+        QMutexLocker lock(&m_recordMutex);
+        if (!m_recording)
+            return;
+        m_aviFile.Close();
+        m_recording = false;
+    }
+    emit RecordStarted(false);
+}
+
+void CKorvatinCameraViewlane::StopConversion() {
+    m_conversionRunning = false;
+    if (m_conversionThread) {
+        m_conversionThread->wait();
+        m_conversionThread.reset();
+    }
+
+    {
+        QMutexLocker lock(&m_convertedListMutex);
+        for (CKorvatinFrameConverted* holder : m_readyConvertedFrames) {
+            ReturnRawFrame(holder->SourceRawFrame());
+            holder->SetSourceRawFrame(nullptr);
+        }
+        m_readyConvertedFrames.clear();
+        m_freeConvertedFrames.clear();
+    }
+    ReleaseConvertedFrames();
+
+    QMutexLocker lock(&m_recordMutex);
+    if (m_recording) {
+        // Closed without RecordStarted(false): the session is going away, not the recording.
+        m_aviFile.Close();
+        m_recording = false;
+    }
+}
+
+void CKorvatinCameraViewlane::ReleaseConvertedFrames() {
+    for (CKorvatinFrameConverted*& holder : m_convertedFrames) {
+        if (!holder)
+            continue;
+        ReleaseFrameBuffer(holder);
+        delete holder;
+        holder = nullptr;
+    }
+}
+
+CKorvatinCameraViewlane::PipelineState CKorvatinCameraViewlane::Pipeline() {
+    PipelineState state;
+    QMutexLocker convertedLock(&m_convertedListMutex);
+    QMutexLocker rawLock(&m_rawListMutex);
+    state.spareRawFrames = m_spareRawFrames;
+    state.grabbedRawFrames = m_grabbedRawFrames;
+    state.freeConvertedFrames = m_freeConvertedFrames;
+    state.readyConvertedFrames = m_readyConvertedFrames;
+    return state;
+}
+
+bool CKorvatinCameraViewlane::IsRecording() {
+    QMutexLocker lock(&m_recordMutex);
+    return m_recording;
+}
+
+int32_t CKorvatinCameraViewlane::FramesRecorded() {
+    QMutexLocker lock(&m_recordMutex);
+    return m_framesRecorded;
+}
+
+QString CKorvatinCameraViewlane::RecordingError() {
+    QMutexLocker lock(&m_recordMutex);
+    return QString::fromLocal8Bit(m_aviFile.LastError());
+}
+
+double CKorvatinCameraViewlane::RecordingFrameRate() {
+    // Cameras without the integer FrameRate feature (Aravis' simulator has only
+    // AcquisitionFrameRate) still record, at their own rate; a camera that reports no rate at
+    // all (0: free running) gets the writer's usual 25 frames per second.
+    double rate = 0;
+    try {
+        rate = double(GetUInt32("FrameRate"));
+    } catch (const CKorvatinException&) {
+        try {
+            rate = GetDouble("AcquisitionFrameRate");
+        } catch (const CKorvatinException&) {
+            rate = 0;
+        }
+    }
+    return rate > 0 ? rate : 25.0;
 }

@@ -1,0 +1,117 @@
+// The conversion and recording thread: moves received frames to the display and into AVI files.
+#include "avirecordingthread.h"
+
+#include "korvatincameraviewlane.h"
+#include "korvatinframeconverted.h"
+
+#include <korvatin/korvatinexception.h>
+
+#include <QMutexLocker>
+
+#include <cstdlib>
+
+namespace {
+
+// Thrown from a destructor, which lets no exception out: the process ends with this text.
+[[noreturn]] void raiseNotStopped() {
+    throw CKorvatinException("AviRecordingThread has not Stopped.",
+                             CKorvatinCameraViewlane::kSessionError);
+}
+
+// Convert code bits 2 and 3: a display type, as the AVI writer takes.
+constexpr uint32_t kDisplayOutput = 12;
+constexpr uint32_t kEightBitsPerChannel = 8;
+constexpr uint32_t kConvertFlag = 1;
+
+} // namespace
+
+CAviRecordingThread::CAviRecordingThread(CKorvatinCameraViewlane* session) : m_session(session) {}
+
+CAviRecordingThread::~CAviRecordingThread() {
+    if (isRunning())
+        raiseNotStopped();
+}
+
+void CAviRecordingThread::run() {
+    CKorvatinCameraViewlane& session = *m_session;
+    for (;;) {
+        // Polls rather than waits on a condition: the grab thread never has to signal anyone.
+        QThread::msleep(1);
+
+        CKorvatinFrame* raw = nullptr;
+        {
+            QMutexLocker lock(&session.m_rawListMutex);
+            if (!session.m_grabbedRawFrames.isEmpty())
+                raw = session.m_grabbedRawFrames.takeFirst();
+        }
+        if (!raw) {
+            if (!session.m_conversionRunning)
+                return;
+            continue;
+        }
+
+        CKorvatinFrameConverted* holder = nullptr;
+        {
+            QMutexLocker lock(&session.m_convertedListMutex);
+            if (session.m_readyConvertedFrames.size() <
+                    CKorvatinCameraViewlane::kMaxReadyConvertedFrames &&
+                !session.m_freeConvertedFrames.isEmpty()) {
+                holder = session.m_freeConvertedFrames.takeFirst();
+            } else if (!session.m_readyConvertedFrames.isEmpty()) {
+                // The oldest waiting frame will never be shown: its raw frame goes back to the
+                // spares and its holder takes the new one.
+                holder = session.m_readyConvertedFrames.takeFirst();
+                session.ReturnRawFrame(holder->SourceRawFrame());
+            } else {
+                // Every holder is with the display: this frame cannot be passed on.
+                session.ReturnRawFrame(raw);
+            }
+        }
+        if (!holder) {
+            if (!session.m_conversionRunning)
+                return;
+            continue;
+        }
+        holder->SetSourceRawFrame(raw);
+
+        bool limitReached = false;
+        {
+            QMutexLocker lock(&session.m_recordMutex);
+            if (session.m_recording) {
+                // A frame that cannot be converted for the recording ends the process at once;
+                // deliberately, without a message: it means the holders were sized wrongly.
+                if (holder->Convert(*raw, session.m_bayerConversionMode | kDisplayOutput,
+                                    kEightBitsPerChannel, kConvertFlag,
+                                    session.ConversionContext()) != QRN_OK)
+                    std::abort();
+                session.m_aviFile.Append(*holder); // a frame the writer refuses is not retried
+                if (session.m_maxFramesToRecord != 0 &&
+                    ++session.m_framesRecorded >= session.m_maxFramesToRecord) {
+                    // Let a waiting StartRecording/StopRecording in between, then end the
+                    // recording unless it already ended.
+                    lock.unlock();
+                    lock.relock();
+                    if (session.m_recording) {
+                        session.m_aviFile.Close();
+                        session.m_recording = false;
+                        limitReached = true;
+                    }
+                }
+            }
+        }
+        // On this thread: receivers on the GUI thread get it queued.
+        if (limitReached)
+            emit session.RecordStarted(false);
+
+        {
+            QMutexLocker lock(&session.m_convertedListMutex);
+            session.m_readyConvertedFrames.append(holder);
+            const int ready = int(session.m_readyConvertedFrames.size());
+            if (ready > session.m_readyConvertedFramesPeak)
+                session.m_readyConvertedFramesPeak = ready;
+        }
+
+        if (!session.m_conversionRunning)
+            return;
+    }
+}
