@@ -1,4 +1,4 @@
-// The four commands of viewlane-cli on the camera SDK.
+// The feature commands of viewlane-cli on the camera SDK: list, tree, get and set.
 #include "clicommands.h"
 
 #include "featurevalue.h"

@@ -1,4 +1,4 @@
-// The four commands of viewlane-cli on the camera SDK.
+// The feature commands of viewlane-cli on the camera SDK: list, tree, get and set.
 #pragma once
 
 #include "clioptions.h"
@@ -22,9 +22,10 @@ public:
     void Get(const std::string& device, const std::string& feature);
     void Set(const std::string& device, const std::string& feature, const std::string& value);
 
-private:
     // Discovers the devices and returns the one whose serial number, IP address or MAC is `id`.
     GigEVisionDeviceInfo FindDevice(const std::string& id);
+
+private:
     void ConnectTo(CKorvatinCamera& camera, const std::string& device);
     static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
     void PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path);

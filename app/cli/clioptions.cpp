@@ -4,16 +4,21 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
-int32_t parseTimeout(const std::string& text) {
+int32_t parseNumber(const std::string& option, const std::string& what, const std::string& text) {
     char* end = nullptr;
     errno = 0;
     const long value = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || *end != '\0' || errno != 0 || value < 0 || value > INT32_MAX)
-        throw CUsageError("--timeout needs a number of milliseconds, not \"" + text + "\"");
+        throw CUsageError(option + " needs " + what + ", not \"" + text + "\"");
     return int32_t(value);
+}
+
+int32_t parseTimeout(const std::string& text) {
+    return parseNumber("--timeout", "a number of milliseconds", text);
 }
 
 // The number of arguments each command takes.
@@ -26,6 +31,10 @@ int expectedArguments(const std::string& command) {
         return 2;
     if (command == "set")
         return 3;
+    if (command == "grab")
+        return 1;
+    if (command == "record" || command == "save-frame")
+        return 2;
     return -1;
 }
 
@@ -43,6 +52,13 @@ const char* CCliOptions::Usage() {
            "  set DEVICE FEATURE VALUE   writes one feature (integers in decimal or 0x hex,\n"
            "                             booleans true/false, enumerations by entry name,\n"
            "                             commands execute with 1 or execute)\n"
+           "  grab DEVICE --frames N     receives N frames through the viewer's streaming path\n"
+           "                             and prints frames received, frames dropped, frames per\n"
+           "                             second and megabytes per second\n"
+           "  record DEVICE FILE.avi --frames N\n"
+           "                             records N frames into an AVI file (0: until Ctrl+C)\n"
+           "  save-frame DEVICE FILE --format raw|tif|bmp\n"
+           "                             saves one received frame\n"
            "\n"
            "DEVICE is a serial number, an IP address or a MAC address (xx-xx-xx-xx-xx-xx).\n"
            "\n"
@@ -50,6 +66,16 @@ const char* CCliOptions::Usage() {
            "  --interface ADDR   discover on the host interface with this IPv4 address only\n"
            "  --broadcast        send discovery to 255.255.255.255 instead of the subnet\n"
            "  --timeout MS       how long discovery waits for answers (default 1000)\n"
+           "  --frames N         frames to grab or record\n"
+           "  --pixel-format F   sets the camera's PixelFormat (Mono8, BayerRG8, ...) first\n"
+           "  --bayer MODE       none, nearest or bilinear: how Bayer images are converted for\n"
+           "                     record and save-frame (default none: the mosaic as grey)\n"
+           "  --format F         raw, tif or bmp: the file format of save-frame\n"
+           "  --settings FILE    the viewer's settings.ini (buffers, frame wait, ...); default:\n"
+           "                     the viewer's defaults\n"
+           "  --stream-timeout MS\n"
+           "                     longest wait for a frame before the device counts as not\n"
+           "                     streaming (default 5000)\n"
            "  --help             this text\n"
            "\n"
            "KORVATIN_GEV_INTERFACES (comma-separated interface names or addresses) limits which\n"
@@ -98,6 +124,35 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
                 throw CUsageError("--interface needs an IPv4 address");
         } else if (name == "--timeout") {
             options.timeoutMs = parseTimeout(takeValue());
+        } else if (name == "--frames") {
+            options.frames = parseNumber("--frames", "a number of frames", takeValue());
+        } else if (name == "--pixel-format") {
+            options.pixelFormat = takeValue();
+            if (options.pixelFormat.empty())
+                throw CUsageError("--pixel-format needs a PixelFormat entry name");
+        } else if (name == "--bayer") {
+            const std::string mode = takeValue();
+            if (mode == "none")
+                options.bayerMode = 0;
+            else if (mode == "nearest")
+                options.bayerMode = 1;
+            else if (mode == "bilinear")
+                options.bayerMode = 3;
+            else
+                throw CUsageError("--bayer needs none, nearest or bilinear, not \"" + mode + "\"");
+        } else if (name == "--format") {
+            options.format = takeValue();
+            if (options.format != "raw" && options.format != "tif" && options.format != "bmp")
+                throw CUsageError("--format needs raw, tif or bmp, not \"" + options.format + "\"");
+        } else if (name == "--settings") {
+            options.settingsFile = takeValue();
+            if (options.settingsFile.empty())
+                throw CUsageError("--settings needs a file name");
+        } else if (name == "--stream-timeout") {
+            options.streamTimeoutMs =
+                parseNumber("--stream-timeout", "a number of milliseconds", takeValue());
+            if (options.streamTimeoutMs == 0)
+                throw CUsageError("--stream-timeout needs a number of milliseconds above 0");
         } else {
             throw CUsageError("unknown option " + arg);
         }
@@ -112,13 +167,26 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
     if (expected < 0)
         throw CUsageError("unknown command \"" + options.command + "\"");
     if (int(options.arguments.size()) != expected) {
-        static const char* const forms[] = {"list", "tree DEVICE", "get DEVICE FEATURE",
-                                            "set DEVICE FEATURE VALUE"};
-        throw CUsageError(std::string("wrong number of arguments, expected: ") +
-                          forms[options.command == "list"   ? 0
-                                : options.command == "tree" ? 1
-                                : options.command == "get"  ? 2
-                                                            : 3]);
+        static const std::pair<const char*, const char*> forms[] = {
+            {"list", "list"},
+            {"tree", "tree DEVICE"},
+            {"get", "get DEVICE FEATURE"},
+            {"set", "set DEVICE FEATURE VALUE"},
+            {"grab", "grab DEVICE --frames N"},
+            {"record", "record DEVICE FILE.avi --frames N"},
+            {"save-frame", "save-frame DEVICE FILE --format raw|tif|bmp"}};
+        std::string form;
+        for (const auto& entry : forms) {
+            if (options.command == entry.first)
+                form = entry.second;
+        }
+        throw CUsageError("wrong number of arguments, expected: " + form);
     }
+    if (options.command == "grab" && options.frames < 1)
+        throw CUsageError("grab needs --frames N with N at least 1");
+    if (options.command == "record" && options.frames < 0)
+        throw CUsageError("record needs --frames N (0: until interrupted)");
+    if (options.command == "save-frame" && options.format.empty())
+        throw CUsageError("save-frame needs --format raw, tif or bmp");
     return options;
 }

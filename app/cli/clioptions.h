@@ -15,6 +15,7 @@ public:
 class CCliOptions {
 public:
     static constexpr int32_t kDefaultTimeoutMs = 1000;
+    static constexpr int32_t kDefaultStreamTimeoutMs = 5000;
 
     // Throws CUsageError for an unknown option, a missing or malformed option value, an
     // unknown command or the wrong number of arguments for the command.
@@ -24,9 +25,17 @@ public:
     static const char* Usage();
 
     bool help = false;
-    std::string command;                // "list", "tree", "get" or "set"
+    std::string command; // "list", "tree", "get", "set", "grab", "record" or "save-frame"
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
     bool broadcast = false;
     int32_t timeoutMs = kDefaultTimeoutMs;
+
+    // Streaming commands.
+    int32_t frames = -1;      // --frames: frames to grab or record; -1 when not given
+    std::string pixelFormat;  // --pixel-format: PixelFormat entry set before streaming
+    uint32_t bayerMode = 0;   // --bayer: 0 none, 1 nearest neighbour, 3 bilinear
+    std::string format;       // --format of save-frame: "raw", "tif" or "bmp"
+    std::string settingsFile; // --settings: INI file of the viewer; empty: defaults
+    int32_t streamTimeoutMs = kDefaultStreamTimeoutMs; // --stream-timeout: longest frame wait
 };

@@ -1,9 +1,12 @@
-// viewlane-cli: lists cameras and reads, writes and walks their features from a shell.
+// viewlane-cli: lists cameras, reads, writes and walks their features, grabs, records and saves
+// frames.
 #include "clicommands.h"
 #include "clioptions.h"
+#include "clistreamcommands.h"
 
 #include <glib.h>
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -30,6 +33,11 @@ GLogWriterOutput quietLogWriter(GLogLevelFlags level, const GLogField* fields, g
     return G_LOG_WRITER_HANDLED;
 }
 
+// Ctrl+C ends a grab or a recording cleanly: the session stops and the file is closed.
+void interruptHandler(int) {
+    CCliStreamCommands::Interrupt();
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -46,8 +54,20 @@ int main(int argc, char** argv) {
     }
     try {
         CCliCommands commands(options, std::cout);
+        CCliStreamCommands streamCommands(options, commands, std::cout);
         const auto& args = options.arguments;
-        if (options.command == "list")
+        if (options.command == "grab" || options.command == "record" ||
+            options.command == "save-frame") {
+            std::signal(SIGINT, interruptHandler);
+            std::signal(SIGTERM, interruptHandler);
+        }
+        if (options.command == "grab")
+            streamCommands.Grab(args[0]);
+        else if (options.command == "record")
+            streamCommands.Record(args[0], args[1]);
+        else if (options.command == "save-frame")
+            streamCommands.SaveFrame(args[0], args[1]);
+        else if (options.command == "list")
             commands.List();
         else if (options.command == "tree")
             commands.Tree(args[0]);

@@ -1,0 +1,355 @@
+// The streaming commands of viewlane-cli: grab, record and save-frame, through the viewer's
+// session.
+#include "clistreamcommands.h"
+
+#include "appsettings.h"
+#include "clicommands.h"
+#include "korvatincameraviewlane.h"
+#include "korvatinframeconverted.h"
+
+#include <korvatin/korvatinexception.h>
+
+#include <QFileInfo>
+#include <QThread>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ostream>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Set by Interrupt() (a signal handler), read by the command loops.
+std::atomic<bool> interrupted{false};
+
+// How often the command loops look at the session's counters and lists.
+constexpr unsigned long kPollUs = 200;
+
+std::string fixed(double value) {
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.2f", value);
+    return text;
+}
+
+std::string codeText(QRN_ERROR code) {
+    switch (code) {
+    case QRN_ERR_NOT_FOUND:
+        return "no such file or directory";
+    case QRN_ERR_IO:
+        return "input/output error";
+    case QRN_ERR_NO_MEMORY:
+        return "out of memory";
+    case QRN_ERR_ACCESS:
+        return "permission denied";
+    case QRN_ERR_INVALID:
+        return "invalid frame or argument";
+    case QRN_ERR_UNSUPPORTED:
+        return "pixel format not supported";
+    default:
+        return "error " + std::to_string(code);
+    }
+}
+
+// Stands in for the viewer's display: keeps the frame it took last and gives the one before
+// back, so the pipeline runs exactly as with a window on screen.
+class DisplayConsumer {
+public:
+    explicit DisplayConsumer(CKorvatinCameraViewlane& session) : session_(session) {}
+    ~DisplayConsumer() { Release(); }
+
+    // Takes the next ready frame, if any; true when there was one.
+    bool Poll() {
+        CKorvatinFrameConverted* frame = session_.TakeDisplayFrame();
+        if (!frame)
+            return false;
+        if (current_)
+            session_.ReturnDisplayFrame(current_);
+        current_ = frame;
+        return true;
+    }
+    // Hands the current frame over to the caller, who gives it back with ReturnDisplayFrame.
+    CKorvatinFrameConverted* Take() {
+        CKorvatinFrameConverted* frame = current_;
+        current_ = nullptr;
+        return frame;
+    }
+    void Release() {
+        if (current_)
+            session_.ReturnDisplayFrame(current_);
+        current_ = nullptr;
+    }
+
+private:
+    CKorvatinCameraViewlane& session_;
+    CKorvatinFrameConverted* current_ = nullptr;
+};
+
+// Streaming for the length of a command: started in the constructor, stopped in the destructor
+// in the viewer's order (display frames back, then DisconnectDevice), also when a command fails.
+class Streaming {
+public:
+    explicit Streaming(CKorvatinCameraViewlane& session) : session_(session), display_(session) {
+        session_.ClearDroppedFrameCount();
+        try {
+            session_.StartAcquisition();
+        } catch (...) {
+            session_.DisconnectDevice();
+            throw;
+        }
+    }
+    ~Streaming() {
+        display_.Release();
+        session_.DisconnectDevice();
+    }
+    DisplayConsumer& Display() { return display_; }
+
+private:
+    CKorvatinCameraViewlane& session_;
+    DisplayConsumer display_;
+};
+
+// Watches the frame counter: throws when no frame arrived for the stream time-out.
+class StreamWatchdog {
+public:
+    StreamWatchdog(CKorvatinCameraViewlane& session, std::string device, int32_t timeoutMs)
+        : session_(session), device_(std::move(device)), timeoutMs_(timeoutMs),
+          lastChange_(Clock::now()) {}
+
+    // The frame count now; throws when it has not moved for the time-out.
+    uint32_t Check() {
+        const uint32_t count = session_.grabbedFrameCount;
+        const Clock::time_point now = Clock::now();
+        if (count != lastCount_) {
+            lastCount_ = count;
+            lastChange_ = now;
+        } else if (now - lastChange_ > std::chrono::milliseconds(timeoutMs_)) {
+            throw CKorvatinException("device " + device_ + " does not stream: no frame within " +
+                                         std::to_string(timeoutMs_) + " ms",
+                                     QRN_ERR_TIMEOUT);
+        }
+        return count;
+    }
+
+private:
+    CKorvatinCameraViewlane& session_;
+    std::string device_;
+    int32_t timeoutMs_;
+    uint32_t lastCount_ = 0;
+    Clock::time_point lastChange_;
+};
+
+// The frame rate as the frame counter shows it: frames counted between the first change of the
+// counter seen and the last, over the time between the two.
+class RateMeter {
+public:
+    explicit RateMeter(uint32_t startCount) : firstCount_(startCount), lastCount_(startCount) {}
+
+    void Sample(uint32_t count, Clock::time_point now) {
+        if (count == lastCount_)
+            return;
+        if (!started_) {
+            // The first frame seen starts the clock; it is not counted as an interval.
+            started_ = true;
+            firstCount_ = count;
+            firstTime_ = now;
+        }
+        lastCount_ = count;
+        lastTime_ = now;
+    }
+    double FramesPerSecond() const {
+        const double seconds = std::chrono::duration<double>(lastTime_ - firstTime_).count();
+        return started_ && seconds > 0 ? double(lastCount_ - firstCount_) / seconds : 0.0;
+    }
+
+private:
+    bool started_ = false;
+    uint32_t firstCount_;
+    uint32_t lastCount_;
+    Clock::time_point firstTime_;
+    Clock::time_point lastTime_;
+};
+
+// The payload of one frame in bytes, for the data rate.
+double payloadBytes(CKorvatinCameraViewlane& session) {
+    try {
+        return double(session.GetUInt32("PayloadSize"));
+    } catch (const CKorvatinException&) {
+        return double(session.GetUInt32("Width")) * session.GetUInt32("Height");
+    }
+}
+
+void printFigures(std::ostream& out, uint32_t received, uint32_t dropped, double fps,
+                  double payload) {
+    out << "frames received: " << received << '\n'
+        << "frames dropped: " << dropped << '\n'
+        << "frames per second: " << fixed(fps) << '\n'
+        << "megabytes per second: " << fixed(fps * payload / 1e6) << '\n';
+}
+
+} // namespace
+
+CCliStreamCommands::CCliStreamCommands(const CCliOptions& options, CCliCommands& discovery,
+                                       std::ostream& out)
+    : options_(options), discovery_(discovery), out_(out) {}
+
+// The session goes before the settings it was made from.
+CCliStreamCommands::~CCliStreamCommands() {
+    session_.reset();
+    settings_.reset();
+}
+
+void CCliStreamCommands::Interrupt() {
+    interrupted = true;
+}
+
+CKorvatinCameraViewlane& CCliStreamCommands::Connect(const std::string& device) {
+    QString settingsFile;
+    if (!options_.settingsFile.empty()) {
+        settingsFile = QString::fromLocal8Bit(options_.settingsFile.c_str());
+        if (!QFileInfo(settingsFile).isReadable())
+            throw CKorvatinException("cannot read the settings file \"" + options_.settingsFile +
+                                         "\"",
+                                     QRN_ERR_NOT_FOUND);
+    }
+    // Without a file every key keeps the viewer's default.
+    settings_ = std::make_unique<CAppSettings>(settingsFile);
+    session_ = std::make_unique<CKorvatinCameraViewlane>(*settings_);
+    session_->ConnectDevice(discovery_.FindDevice(device));
+    if (!options_.pixelFormat.empty())
+        session_->SetEnumByString("PixelFormat", options_.pixelFormat.c_str());
+    return *session_;
+}
+
+void CCliStreamCommands::Grab(const std::string& device) {
+    CKorvatinCameraViewlane& session = Connect(device);
+    const uint32_t wanted = uint32_t(options_.frames);
+    const double payload = payloadBytes(session);
+
+    Streaming streaming(session);
+    StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
+    RateMeter meter(0);
+    uint32_t count = 0;
+    for (;;) {
+        streaming.Display().Poll();
+        count = watchdog.Check();
+        meter.Sample(count, Clock::now());
+        if (count >= wanted || interrupted)
+            break;
+        QThread::usleep(kPollUs);
+    }
+    printFigures(out_, count, session.GetDroppedFrameCount(), meter.FramesPerSecond(), payload);
+}
+
+void CCliStreamCommands::Record(const std::string& device, const std::string& file) {
+    CKorvatinCameraViewlane& session = Connect(device);
+    const double payload = payloadBytes(session);
+    // RecordStarted(false) arrives on the conversion thread when the frame limit ends the
+    // recording, on this thread when it is stopped here; either way only this flag is touched.
+    std::atomic<bool> ended{false};
+    QObject::connect(
+        &session, &CKorvatinCameraViewlane::RecordStarted, &session,
+        [&ended](bool started) {
+            if (!started)
+                ended = true;
+        },
+        Qt::DirectConnection);
+
+    Streaming streaming(session);
+    const uint32_t startCount = session.grabbedFrameCount;
+    const uint32_t startDropped = session.GetDroppedFrameCount();
+    try {
+        session.StartRecording(file.c_str(), options_.bayerMode, options_.frames);
+    } catch (const CKorvatinException& e) {
+        const QString reason = session.RecordingError();
+        throw CKorvatinException(
+            "cannot create \"" + file + "\": " + e.what() +
+                (reason.isEmpty() ? std::string() : " (" + reason.toStdString() + ")"),
+            e.Code());
+    }
+    StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
+    RateMeter meter(startCount);
+    uint32_t count = startCount;
+    while (!ended) {
+        streaming.Display().Poll();
+        if (interrupted) {
+            session.StopRecording();
+            break;
+        }
+        try {
+            count = watchdog.Check();
+        } catch (const CKorvatinException&) {
+            session.StopRecording();
+            throw;
+        }
+        meter.Sample(count, Clock::now());
+        QThread::usleep(kPollUs);
+    }
+    printFigures(out_, count - startCount, session.GetDroppedFrameCount() - startDropped,
+                 meter.FramesPerSecond(), payload);
+    if (options_.frames > 0)
+        out_ << "frames recorded: " << session.FramesRecorded() << '\n';
+    out_ << "recorded to " << file << '\n';
+}
+
+void CCliStreamCommands::SaveFrame(const std::string& device, const std::string& file) {
+    CKorvatinCameraViewlane& session = Connect(device);
+    Streaming streaming(session);
+    StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
+    while (!streaming.Display().Poll()) {
+        watchdog.Check();
+        if (interrupted)
+            return;
+        QThread::usleep(kPollUs);
+    }
+
+    // The frame goes back to the session whatever happens while it is saved.
+    struct Returned {
+        CKorvatinCameraViewlane& session;
+        CKorvatinFrameConverted* frame;
+        ~Returned() { session.ReturnDisplayFrame(frame); }
+    } holder{session, streaming.Display().Take()};
+    const CKorvatinFrame& raw = *holder.frame->SourceRawFrame();
+
+    QRN_ERROR result = QRN_OK;
+    if (options_.format == "raw") {
+        // The sensor data as received.
+        result = CKorvatinCamera::FrameSave(&raw, file.c_str(), 0, 0, nullptr);
+    } else {
+        // Converted as the viewer converts for saving: TIFF keeps more than 8 bits as 16 bits
+        // per channel, BMP takes the 8-bit display type.
+        const bool tiff = options_.format == "tif";
+        CKorvatinFrame converted;
+        converted.SetWidth(session.MaxWidth());
+        converted.SetHeight(session.MaxHeight());
+        converted.SetPixelType(CKorvatinCameraViewlane::kPixelRGB10Packed);
+        if (tiff)
+            converted.SetConversionAttributes(3, 0);
+        else
+            converted.SetConversionAttributes(11, 8);
+        if (session.AllocateFrameBuffer(&converted, 0) != QRN_OK)
+            throw CKorvatinException("fail to allocate memory.", QRN_ERR_NO_MEMORY);
+        struct Released {
+            CKorvatinCameraViewlane& session;
+            CKorvatinFrame& frame;
+            ~Released() { session.ReleaseFrameBuffer(&frame); }
+        } release{session, converted};
+        const QRN_ERROR converting =
+            tiff ? converted.Convert(raw, options_.bayerMode | 4, 0, 1, session.ConversionContext())
+                 : converted.Convert(raw, options_.bayerMode | 12, 8, 1,
+                                     session.ConversionContext());
+        if (converting != QRN_OK) {
+            char type[16];
+            std::snprintf(type, sizeof(type), "0x%08X", raw.PixelType());
+            throw CKorvatinException(std::string("cannot convert the frame (pixel type ") + type +
+                                         "): " + codeText(converting),
+                                     converting);
+        }
+        result = CKorvatinCamera::FrameSave(&converted, file.c_str(), tiff ? 1 : 2, 0, nullptr);
+    }
+    if (result != QRN_OK)
+        throw CKorvatinException("cannot create \"" + file + "\": " + codeText(result), result);
+    out_ << "frame saved to " << file << " (" << raw.Width() << " x " << raw.Height() << ")\n";
+}

@@ -1,0 +1,305 @@
+// viewlane-cli grab, record and save-frame as a user runs them, against korvatin-camsim.
+#include "simulatorprocess.h"
+#include "testnetwork.h"
+
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <tiffio.h>
+
+namespace {
+
+const char* const kAddress = "127.0.5.31";
+const int kWidth = 320;
+const int kHeight = 240;
+const int kFrameRate = 100;
+
+struct Run {
+    int exitCode = -1;
+    QString out;
+    QStringList errLines;
+};
+
+// The number after "NAME: " on a line of the output, or -1.
+double figure(const QString& out, const QString& name) {
+    const QRegularExpression line("^" + QRegularExpression::escape(name) + ": ([0-9.]+)$",
+                                  QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch match = line.match(out);
+    return match.hasMatch() ? match.captured(1).toDouble() : -1;
+}
+
+} // namespace
+
+class TestViewlaneCliStream : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+
+    void grabReceivesTheFramesAskedForAndPrintsTheFourFigures();
+    void grabWithPixelFormatStreamsThatFormat();
+    void grabWithASettingsFileUsesItsBufferCount();
+    void recordWritesTheFramesAskedFor();
+    void recordWithBilinearBayerGivesAColourFile();
+    void saveFrameRawIsTheReceivedImage();
+    void saveFrameTifIsReadableWithLibtiff();
+    void saveFrameBmpLoadsWithQImage();
+    void recordToAFileThatCannotBeCreatedIsOneErrorLine();
+    void saveFrameToAFileThatCannotBeCreatedIsOneErrorLine();
+    void aDeviceThatDoesNotStreamIsOneErrorLine();
+    void badOptionsAreOneErrorLine_data();
+    void badOptionsAreOneErrorLine();
+
+private:
+    Run cli(const QStringList& arguments);
+    void verifyOneErrorLine(const Run& run, const QString& expectedPart);
+
+    SimulatorProcess camsim_;
+    QTemporaryDir dir_;
+};
+
+void TestViewlaneCliStream::initTestCase() {
+    if (!TestNetwork::isIsolated())
+        QSKIP("needs a private network namespace (run through ctest as root)");
+    QVERIFY2(QFile::exists(TestNetwork::binDir() + "/viewlane-cli"),
+             qPrintable(TestNetwork::binDir() + "/viewlane-cli is not built"));
+    QVERIFY(dir_.isValid());
+    QVERIFY2(camsim_.startCamsim({"--address", kAddress, "--width", QString::number(kWidth),
+                                  "--height", QString::number(kHeight)}),
+             qPrintable(camsim_.errorString()));
+    const Run run = cli({"set", kAddress, "FrameRate", QString::number(kFrameRate)});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+}
+
+void TestViewlaneCliStream::cleanupTestCase() {
+    camsim_.stop();
+}
+
+// Each test starts from the same camera state.
+void TestViewlaneCliStream::init() {
+    if (!camsim_.isRunning())
+        return;
+    QCOMPARE(cli({"set", kAddress, "PixelFormat", "Mono8"}).exitCode, 0);
+    QCOMPARE(cli({"set", kAddress, "TriggerMode", "Off"}).exitCode, 0);
+}
+
+Run TestViewlaneCliStream::cli(const QStringList& arguments) {
+    QProcess process;
+    process.start(TestNetwork::binDir() + "/viewlane-cli", QStringList(arguments) << "--timeout"
+                                                                                  << "300");
+    Run run;
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        run.errLines << "viewlane-cli did not finish";
+        return run;
+    }
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    run.errLines =
+        QString::fromLocal8Bit(process.readAllStandardError()).split('\n', Qt::SkipEmptyParts);
+    return run;
+}
+
+void TestViewlaneCliStream::verifyOneErrorLine(const Run& run, const QString& expectedPart) {
+    QVERIFY2(run.exitCode != 0, qPrintable("exit code " + QString::number(run.exitCode)));
+    QVERIFY2(run.errLines.size() == 1, qPrintable(run.errLines.join(" | ")));
+    QVERIFY2(run.errLines[0].startsWith("viewlane-cli: "), qPrintable(run.errLines[0]));
+    QVERIFY2(run.errLines[0].contains(expectedPart, Qt::CaseInsensitive),
+             qPrintable(run.errLines[0]));
+}
+
+void TestViewlaneCliStream::grabReceivesTheFramesAskedForAndPrintsTheFourFigures() {
+    const Run run = cli({"grab", kAddress, "--frames", "50"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    QVERIFY2(run.errLines.isEmpty(), qPrintable(run.errLines.join(" | ")));
+    const QStringList lines = run.out.split('\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 4);
+    const double received = figure(run.out, "frames received");
+    const double dropped = figure(run.out, "frames dropped");
+    const double fps = figure(run.out, "frames per second");
+    const double megabytes = figure(run.out, "megabytes per second");
+    // At least the frames asked for; the command stops counting as soon as it has them.
+    QVERIFY2(received >= 50 && received <= 55, qPrintable(run.out));
+    QCOMPARE(dropped, 0.0);
+    // The camera sends at its FrameRate (with room for a loaded machine).
+    QVERIFY2(fps > kFrameRate * 0.5 && fps < kFrameRate * 1.5, qPrintable(run.out));
+    QVERIFY2(qAbs(megabytes - fps * kWidth * kHeight / 1e6) < 0.02, qPrintable(run.out));
+}
+
+void TestViewlaneCliStream::grabWithPixelFormatStreamsThatFormat() {
+    const Run run = cli({"grab", kAddress, "--frames", "20", "--pixel-format", "Mono16"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    const double fps = figure(run.out, "frames per second");
+    const double megabytes = figure(run.out, "megabytes per second");
+    QVERIFY2(fps > 0, qPrintable(run.out));
+    // Two bytes per pixel.
+    QVERIFY2(qAbs(megabytes - fps * kWidth * kHeight * 2 / 1e6) < 0.02, qPrintable(run.out));
+    const Run get = cli({"get", kAddress, "PixelFormat"});
+    QCOMPARE(get.out.trimmed(), QString("Mono16"));
+}
+
+void TestViewlaneCliStream::grabWithASettingsFileUsesItsBufferCount() {
+    const QString settings = dir_.filePath("few-buffers.ini");
+    QFile file(settings);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("[resource]\nallocatedBuffersCount=5\n");
+    file.close();
+    const Run run = cli({"grab", kAddress, "--frames", "5", "--settings", settings});
+    verifyOneErrorLine(run, "Too few buffers have been allocated. A minimum of 8 buffers should "
+                            "be allocated.");
+    const Run missing =
+        cli({"grab", kAddress, "--frames", "5", "--settings", dir_.filePath("missing.ini")});
+    verifyOneErrorLine(missing, "cannot read the settings file");
+}
+
+void TestViewlaneCliStream::recordWritesTheFramesAskedFor() {
+    const QString path = dir_.filePath("cli.avi");
+    const Run run = cli({"record", kAddress, path, "--frames", "15"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    QVERIFY2(run.out.contains("frames recorded: 15\n"), qPrintable(run.out));
+    QProcess ffprobe;
+    ffprobe.start("ffprobe",
+                  {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
+                   "stream=nb_read_frames,width,height", "-of", "csv=p=0", path});
+    QVERIFY(ffprobe.waitForFinished(60000));
+    QCOMPARE(ffprobe.exitCode(), 0);
+    QCOMPARE(QString::fromLatin1(ffprobe.readAllStandardOutput()).trimmed(),
+             QString("%1,%2,15").arg(kWidth).arg(kHeight));
+}
+
+void TestViewlaneCliStream::recordWithBilinearBayerGivesAColourFile() {
+    const QString path = dir_.filePath("bayer.avi");
+    const Run run = cli({"record", kAddress, path, "--frames", "4", "--pixel-format", "BayerRG8",
+                         "--bayer", "bilinear"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    QProcess ffprobe;
+    ffprobe.start("ffprobe",
+                  {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
+                   "stream=nb_read_frames,pix_fmt", "-of", "csv=p=0", path});
+    QVERIFY(ffprobe.waitForFinished(60000));
+    QCOMPARE(QString::fromLatin1(ffprobe.readAllStandardOutput()).trimmed(), QString("bgr24,4"));
+}
+
+void TestViewlaneCliStream::saveFrameRawIsTheReceivedImage() {
+    const QString path = dir_.filePath("frame.raw");
+    const Run run = cli({"save-frame", kAddress, path, "--format", "raw"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray data = file.readAll();
+    QCOMPARE(data.size(), kWidth * kHeight);
+    // The camera's image: level (x + y + n) mod 256.
+    const uint8_t level = uint8_t(data[0]);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x)
+            QCOMPARE(uint8_t(data[y * kWidth + x]), uint8_t(x + y + level));
+    }
+}
+
+void TestViewlaneCliStream::saveFrameTifIsReadableWithLibtiff() {
+    const QString path = dir_.filePath("frame.tif");
+    const Run run =
+        cli({"save-frame", kAddress, path, "--format", "tif", "--pixel-format", "Mono12"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    TIFF* tiff = TIFFOpen(QFile::encodeName(path).constData(), "r");
+    QVERIFY(tiff);
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint16_t samples = 0;
+    uint16_t bits = 0;
+    TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &samples);
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
+    TIFFClose(tiff);
+    QCOMPARE(width, uint32_t(kWidth));
+    QCOMPARE(height, uint32_t(kHeight));
+    // A 12-bit grey image keeps its depth: one sample of 16 bits.
+    QCOMPARE(samples, uint16_t(1));
+    QCOMPARE(bits, uint16_t(16));
+}
+
+void TestViewlaneCliStream::saveFrameBmpLoadsWithQImage() {
+    const QString path = dir_.filePath("frame.bmp");
+    const Run run =
+        cli({"save-frame", kAddress, path, "--format", "bmp", "--pixel-format", "RGB8"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    QImage image;
+    QVERIFY(image.load(path, "BMP"));
+    QCOMPARE(image.width(), kWidth);
+    QCOMPARE(image.height(), kHeight);
+    // Image n: red x + n, green y + n, blue x + y + n.
+    const QRgb origin = image.pixel(0, 0);
+    const int n = qRed(origin);
+    const QRgb sample = image.pixel(17, 5);
+    QCOMPARE(qRed(sample), (17 + n) % 256);
+    QCOMPARE(qGreen(sample), (5 + n) % 256);
+    QCOMPARE(qBlue(sample), (22 + n) % 256);
+}
+
+void TestViewlaneCliStream::recordToAFileThatCannotBeCreatedIsOneErrorLine() {
+    const QString path = dir_.filePath("no-such-folder/record.avi");
+    const Run run = cli({"record", kAddress, path, "--frames", "5"});
+    verifyOneErrorLine(run, "cannot create \"" + path + "\": fail to open the AVI.");
+    QVERIFY(!QFile::exists(path));
+}
+
+void TestViewlaneCliStream::saveFrameToAFileThatCannotBeCreatedIsOneErrorLine() {
+    const QString path = dir_.filePath("no-such-folder/frame.bmp");
+    const Run run = cli({"save-frame", kAddress, path, "--format", "bmp"});
+    verifyOneErrorLine(run, "cannot create \"" + path + "\"");
+    QVERIFY(!QFile::exists(path));
+}
+
+void TestViewlaneCliStream::aDeviceThatDoesNotStreamIsOneErrorLine() {
+    // Waiting for a trigger, the camera sends no frame.
+    QCOMPARE(cli({"set", kAddress, "TriggerMode", "On"}).exitCode, 0);
+    const QString path = dir_.filePath("silent.avi");
+    const Run grab = cli({"grab", kAddress, "--frames", "5", "--stream-timeout", "800"});
+    verifyOneErrorLine(grab,
+                       QString("device %1 does not stream: no frame within 800 ms").arg(kAddress));
+    const Run record = cli({"record", kAddress, path, "--frames", "5", "--stream-timeout", "800"});
+    verifyOneErrorLine(record, "does not stream");
+    const Run save = cli({"save-frame", kAddress, dir_.filePath("silent.raw"), "--format", "raw",
+                          "--stream-timeout", "800"});
+    verifyOneErrorLine(save, "does not stream");
+    QVERIFY(!QFile::exists(dir_.filePath("silent.raw")));
+}
+
+void TestViewlaneCliStream::badOptionsAreOneErrorLine_data() {
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("grab without --frames") << QStringList{"grab", kAddress} << "--frames";
+    QTest::newRow("grab with 0 frames")
+        << QStringList{"grab", kAddress, "--frames", "0"} << "at least 1";
+    QTest::newRow("frames not a number")
+        << QStringList{"grab", kAddress, "--frames", "many"} << "--frames needs a number";
+    QTest::newRow("record without a file")
+        << QStringList{"record", kAddress, "--frames", "3"} << "record DEVICE FILE.avi";
+    QTest::newRow("unknown Bayer mode")
+        << QStringList{"record", kAddress, "x.avi", "--frames", "3", "--bayer", "cubic"}
+        << "--bayer needs none, nearest or bilinear";
+    QTest::newRow("unknown format")
+        << QStringList{"save-frame", kAddress, "x.gif", "--format", "gif"}
+        << "--format needs raw, tif or bmp";
+    QTest::newRow("save-frame without --format")
+        << QStringList{"save-frame", kAddress, "x.raw"} << "--format";
+}
+
+void TestViewlaneCliStream::badOptionsAreOneErrorLine() {
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, message);
+    const Run run = cli(arguments);
+    QCOMPARE(run.exitCode, 2);
+    verifyOneErrorLine(run, message);
+    QVERIFY(run.out.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestViewlaneCliStream)
+#include "tst_viewlaneclistream.moc"
