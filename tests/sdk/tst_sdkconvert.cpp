@@ -609,6 +609,32 @@ private slots:
         }
     }
 
+    // Code 2 interpolates like 3 (bilinear), a bit depth other than 0 gives 8 bits like 8, and
+    // the flag changes nothing.
+    void codeDepthAndFlagVariants() {
+        const Format& f = *FindFormat("BayerBG12");
+        const int width = 37, height = 9;
+        const auto values = RandomValues(size_t(width) * height, f.bits, 21);
+        std::vector<uint32_t> top8(values.size());
+        for (size_t i = 0; i < values.size(); ++i)
+            top8[i] = values[i] >> 4;
+        const auto expected = BilinearReference(top8, width, height, f.mosaic);
+        Image source, dest;
+        source.Source(width, height, f.code, Encode(f, values));
+        struct Variant {
+            uint32_t code, bitDepth, flag, type;
+        };
+        for (const Variant& v : {Variant{2, 8, 1, kRgb8}, Variant{6, 16, 0, kDisplayRgb},
+                                 Variant{15, 12, 7, kDisplayRgb}, Variant{11, 8, 0, kRgb8}}) {
+            dest.Destination(expected.size() + 16);
+            QCOMPARE(dest.frame.Convert(source.frame, v.code, v.bitDepth, v.flag, nullptr), QRN_OK);
+            QCOMPARE(dest.frame.PixelType(), v.type);
+            QCOMPARE(dest.frame.DataSize(), expected.size());
+            for (size_t i = 0; i < expected.size(); ++i)
+                QCOMPARE(dest.Sample8(i), expected[i]);
+        }
+    }
+
     // A destination too small for the result is refused before anything is written, and the
     // destination keeps its description.
     void destinationTooSmallIsAnError() {
