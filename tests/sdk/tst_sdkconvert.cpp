@@ -635,6 +635,38 @@ private slots:
         }
     }
 
+    // A conversion buffer from the camera (kind 0), sized from the frame's width, height and
+    // pixel type, takes a result of that size, the conversion context splitting the rows.
+    void intoAConversionBufferFromTheCamera() {
+        const Format& f = *FindFormat("BayerRG8");
+        const int width = 320, height = 240;
+        const auto values = RandomValues(size_t(width) * height, 8, 31);
+        const auto expected = BilinearReference(values, width, height, f.mosaic);
+        Image source;
+        source.Source(width, height, f.code, Encode(f, values));
+        CKorvatinCamera camera;
+        CKorvatinFrame holder;
+        holder.SetWidth(width);
+        holder.SetHeight(height);
+        holder.SetPixelType(0x02180015); // BGR8: 24 bits a pixel
+        QCOMPARE(camera.AllocateFrameBuffer(&holder, 0), QRN_OK);
+        QVERIFY(holder.BufferSize() >= expected.size());
+        QCOMPARE(holder.Convert(source.frame, 15, 8, 1, camera.ConversionContext()), QRN_OK);
+        QCOMPARE(holder.PixelType(), kDisplayRgb);
+        QCOMPARE(holder.DataSize(), expected.size());
+        for (size_t i = 0; i < expected.size(); ++i)
+            QCOMPARE(uint32_t(holder.Data()[i]), expected[i]);
+        // The same buffer is too small for 16 bits per channel of a deeper source.
+        const Format& deep = *FindFormat("BayerRG12");
+        Image deepSource;
+        deepSource.Source(width, height, deep.code,
+                          Encode(deep, RandomValues(size_t(width) * height, 12, 32)));
+        QCOMPARE(holder.Convert(deepSource.frame, 7, 0, 1, camera.ConversionContext()),
+                 QRN_ERR_INVALID);
+        QCOMPARE(holder.PixelType(), kDisplayRgb);
+        QCOMPARE(camera.ReleaseFrameBuffer(&holder), QRN_OK);
+    }
+
     // A destination too small for the result is refused before anything is written, and the
     // destination keeps its description.
     void destinationTooSmallIsAnError() {
