@@ -1,0 +1,414 @@
+// The program's only top-level window: side panel, live image, feature tree, menus, toolbar and
+// status bar.
+#include "mainwindow.h"
+
+#include "appsettings.h"
+#include "connectioncaptions.h"
+#include "ui_mainwindow.h"
+
+#include <displaytimerprecise.h>
+#include <korvatincameraviewlane.h>
+#include <korvatinframeconverted.h>
+
+#include <QActionGroup>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QIntValidator>
+#include <QLabel>
+#include <QTimer>
+
+MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
+    : QMainWindow(parent),
+      m_settings(new CAppSettings(settingsFile.isEmpty()
+                                      ? QCoreApplication::applicationDirPath() + "/settings.ini"
+                                      : settingsFile)),
+      ui(new Ui::MainWindow) {
+    ui->setupUi(this);
+
+    ui->qFrameFoldable_devices->InitFoldable();
+    ui->qFrameFoldable_device_config->InitFoldable();
+    ui->qFrameFoldable_hostSettings->InitFoldable();
+    ui->qFrameFoldable_file->InitFoldable();
+    ui->qFrameFoldable_recording->InitFoldable();
+    ui->qFrameFoldable_help->InitFoldable();
+
+    // Lay the form out at its designed size first, so that the splitter's width is the one the
+    // proportions are taken from.
+    layout()->activate();
+    ui->centralWidget->layout()->activate();
+    const int w = ui->splitter->width();
+    ui->splitter->setSizes({w / 8, w - 3 * (w / 8), 2 * (w / 8)});
+    ui->tableWidgetDevices->setToolTip("Devices");
+    ui->tableWidgetDevices->setColumnWidth(0, 80);
+    ui->tableWidgetDevices->setColumnWidth(1, 90);
+    ui->tableWidgetDevices->setColumnWidth(2, 90);
+    ui->tableWidgetDevices->setColumnWidth(3, 80);
+    ui->widgetGrabbedFrame->resize(1000, ui->widgetGrabbedFrame->height());
+    ui->treeWidgetGenICam->setColumnWidth(0, 250);
+    ui->treeWidgetGenICam->setColumnWidth(1, 500);
+
+    m_session = std::make_unique<CKorvatinCameraViewlane>(*m_settings);
+    m_displayTimer = std::make_unique<CDisplayTimerPrecise>();
+    connect(m_displayTimer.get(), &CDisplayTimer::Timeout, this, &MainWindow::DisplayThreadTimout,
+            Qt::QueuedConnection);
+    m_frameRateTimer = new QTimer(this);
+    m_frameRateTimer->setInterval(3000);
+    connect(m_frameRateTimer, &QTimer::timeout, this, &MainWindow::TimerFrameRateCalTimeout);
+    m_pollingTimer = new QTimer(this);
+    m_pollingTimer->setInterval(1000);
+
+    SetUpStatusBar();
+    SetUpToolBar();
+    ConnectActions();
+    ConnectCameraSwitch();
+
+    m_averageValidator = new QIntValidator(1, 100, this);
+    ui->lineEdit_fameAve->setValidator(m_averageValidator);
+    m_contrastValidator = new QIntValidator(0, 256, this);
+    ui->lineEdit_ContrastEnhance->setValidator(m_contrastValidator);
+
+    connect(ui->widgetGrabbedFrame, &CQwidgetGrabbedFrame::zoomedPanChanged, this,
+            &MainWindow::RefreshZoomLabel);
+
+    if (!m_settings->programXML) {
+        // XML programming is not offered at all: the button and the action (with it its menu
+        // and toolbar entries) go.
+        delete ui->pushButton_programXML;
+        ui->pushButton_programXML = nullptr;
+        delete ui->actionProgram_XML;
+        ui->actionProgram_XML = nullptr;
+    }
+
+    ui->checkBox_readonly_nodes_polling->setChecked(false);
+    ui->checkBox_display->setChecked(true);
+
+    showMaximized();
+}
+
+MainWindow::~MainWindow() {
+    // The display timer's thread ends before the session and the widgets it reaches go.
+    m_displayTimer->stop();
+    if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
+        m_session->ReturnDisplayFrame(frame);
+}
+
+void MainWindow::SetUpStatusBar() {
+    auto addLabel = [this](int width, const QString& text, Qt::Alignment alignment) {
+        auto* label = new QLabel(text, ui->statusBar);
+        label->setFixedWidth(width);
+        label->setStyleSheet("color: rgb(255, 255, 255);");
+        label->setSizePolicy(QSizePolicy::Fixed, label->sizePolicy().verticalPolicy());
+        if (alignment)
+            label->setAlignment(alignment);
+        ui->statusBar->addWidget(label, 0);
+        return label;
+    };
+    const Qt::Alignment right = Qt::AlignRight | Qt::AlignVCenter;
+    m_labelConnection = addLabel(110, g_strNotConnected, {});
+    m_labelRecording = addLabel(50, QString(), {});
+    m_labelRecording->setStyleSheet(
+        "background-image: url(:/images/external_resources/images/record.png);"
+        "background-repeat: no-repeat;");
+    m_labelRecording->hide();
+    connect(m_session.get(), &CKorvatinCameraViewlane::RecordStarted, m_labelRecording,
+            &QLabel::setVisible);
+    m_labelRateCaption = addLabel(300, "Frame Rate: (Capture, Display) ", right);
+    m_labelRates = addLabel(200, RatesText(0, 0), {});
+    m_labelDroppedCaption = addLabel(200, "Dropped Frame:", right);
+    m_labelDropped = addLabel(50, DroppedText(0), {});
+    m_labelZoomCaption = addLabel(50, "Zoom:", right);
+    m_labelZoom = addLabel(100, QString(), {});
+    RefreshZoomLabel();
+    if (!m_settings->showDropFrame) {
+        m_labelDroppedCaption->hide();
+        m_labelDropped->hide();
+    }
+}
+
+void MainWindow::SetUpToolBar() {
+    QToolBar* bar = ui->mainToolBar;
+    bar->addAction(ui->actionIp_Configuration);
+    bar->addAction(ui->actionProgram_LUT);
+    bar->addAction(ui->actionFirmware_Upgrade);
+    bar->addAction(ui->actionProgram_XML);
+    bar->addAction(ui->actionLoad_XML_File);
+    bar->addAction(ui->actionSave_Device_Settings);
+    bar->addAction(ui->actionLoad_Device_Settings);
+    bar->addSeparator();
+
+    m_toolbarBayer = new QComboBox(bar);
+    m_toolbarBayer->setObjectName("comboBox_toolbar_bayer");
+    m_toolbarBayer->addItems({"None", "Nearest Neighbor", "Bilinear"});
+    m_toolbarBayer->setToolTip("Bayer Interpolation");
+    bar->addWidget(m_toolbarBayer);
+    connect(m_toolbarBayer, &QComboBox::activated, ui->comboBox_bayer, &QComboBox::setCurrentIndex);
+
+    bar->addAction(ui->actionDisplay_Frame);
+
+    m_toolbarDisplay = new QComboBox(bar);
+    m_toolbarDisplay->setObjectName("comboBox_toolbar_display");
+    m_toolbarDisplay->addItems({"60 fps", "30 fps", "20 fps"});
+    m_toolbarDisplay->setToolTip("Display Frame Rate");
+    bar->addWidget(m_toolbarDisplay);
+    connect(m_toolbarDisplay, &QComboBox::activated, ui->comboBox_display,
+            &QComboBox::setCurrentIndex);
+
+    bar->addAction(ui->actionDevice_Discovery);
+    bar->addAction(ui->actionReadonly_Nodes_Polling);
+    bar->addAction(ui->actionClear_Dropframe_Count);
+    bar->addSeparator();
+    bar->addAction(ui->actionSave_Image);
+    bar->addSeparator();
+    bar->addAction(ui->actionZoom_In);
+    bar->addAction(ui->actionZoom_Out);
+    bar->addAction(ui->actionZoom_ResetView);
+    bar->addAction(ui->actionPan_Mode);
+    bar->addSeparator();
+    bar->addAction(ui->actionAbout);
+}
+
+void MainWindow::ConnectActions() {
+    auto onTrigger = [this](QAction* action, void (MainWindow::*slot)()) {
+        connect(action, &QAction::triggered, this, [this, slot] { (this->*slot)(); });
+    };
+    onTrigger(ui->actionForce_Ip, &MainWindow::on_pushButton_force_ip_clicked);
+    onTrigger(ui->actionForce_Reboot, &MainWindow::on_pushButton_force_reboot_clicked);
+    onTrigger(ui->actionIp_Configuration, &MainWindow::on_pushButton_ip_configuration_clicked);
+    onTrigger(ui->actionProgram_LUT, &MainWindow::on_pushButton_program_LUT_clicked);
+    onTrigger(ui->actionFirmware_Upgrade, &MainWindow::on_pushButton_firmware_upgrade_clicked);
+    onTrigger(ui->actionProgram_XML, &MainWindow::on_pushButton_programXML_clicked);
+    onTrigger(ui->actionLoad_XML_File, &MainWindow::on_pushButton_genIcamXmlLoad_clicked);
+    onTrigger(ui->actionSave_Device_Settings,
+              &MainWindow::on_pushButton_saveDeviceSettings_clicked);
+    onTrigger(ui->actionLoad_Device_Settings,
+              &MainWindow::on_pushButton_loadDeviceSettings_clicked);
+    onTrigger(ui->actionSave_Image, &MainWindow::on_pushButton_file_save_clicked);
+    onTrigger(ui->actionAbout, &MainWindow::on_pushButton_about_clicked);
+    onTrigger(ui->actionDevice_Discovery, &MainWindow::on_pushButton_device_discovery_clicked);
+    onTrigger(ui->actionClear_Dropframe_Count,
+              &MainWindow::on_pushButton_clear_dropframecount_clicked);
+    onTrigger(ui->actionZoom_In, &MainWindow::on_pushButton_zoomin_clicked);
+    onTrigger(ui->actionZoom_Out, &MainWindow::on_pushButton_zoomout_clicked);
+    onTrigger(ui->actionZoom_ResetView, &MainWindow::on_pushButton_zoomresetview_clicked);
+    connect(ui->actionExit, &QAction::triggered, this, &QWidget::close);
+
+    // The checkable actions drive their check boxes; the check-box slots mirror back.
+    connect(ui->actionDisplay_Frame, &QAction::triggered, ui->checkBox_display,
+            &QCheckBox::setChecked);
+    connect(ui->actionReadonly_Nodes_Polling, &QAction::triggered,
+            ui->checkBox_readonly_nodes_polling, &QCheckBox::setChecked);
+    connect(ui->actionPan_Mode, &QAction::triggered, ui->checkBox_panMode, &QCheckBox::setChecked);
+
+    m_bayerGroup = new QActionGroup(this);
+    m_bayerGroup->setExclusive(true);
+    m_bayerGroup->addAction(ui->actionNone);
+    m_bayerGroup->addAction(ui->actionNearest_Neighbor);
+    m_bayerGroup->addAction(ui->actionBilinear);
+    connect(m_bayerGroup, &QActionGroup::triggered, this, &MainWindow::BayerActionGroupTriggered);
+
+    m_frameRateGroup = new QActionGroup(this);
+    m_frameRateGroup->setExclusive(true);
+    m_frameRateGroup->addAction(ui->action60_fps);
+    m_frameRateGroup->addAction(ui->action30_fps);
+    m_frameRateGroup->addAction(ui->action20_fps);
+    connect(m_frameRateGroup, &QActionGroup::triggered, this,
+            &MainWindow::FrameRareActionGroupTriggered);
+}
+
+void MainWindow::ConnectCameraSwitch() {
+    auto sw = [this](QObject* target) {
+        if (auto* widget = qobject_cast<QWidget*>(target))
+            connect(this, &MainWindow::CameraConnect, widget, &QWidget::setEnabled);
+        else if (auto* action = qobject_cast<QAction*>(target))
+            connect(this, &MainWindow::CameraConnect, action, &QAction::setEnabled);
+    };
+    for (QObject* target : std::initializer_list<QObject*>{ui->pushButton_ip_configuration,
+                                                           ui->actionIp_Configuration,
+                                                           ui->pushButton_program_LUT,
+                                                           ui->actionProgram_LUT,
+                                                           ui->pushButton_firmware_upgrade,
+                                                           ui->actionFirmware_Upgrade,
+                                                           ui->pushButton_programXML,
+                                                           ui->actionProgram_XML,
+                                                           ui->pushButton_genIcamXmlLoad,
+                                                           ui->actionLoad_XML_File,
+                                                           ui->pushButton_saveDeviceSettings,
+                                                           ui->actionSave_Device_Settings,
+                                                           ui->pushButton_loadDeviceSettings,
+                                                           ui->actionLoad_Device_Settings,
+                                                           ui->pushButton_file_save,
+                                                           ui->actionSave_Image,
+                                                           ui->comboBox_bayer,
+                                                           ui->pushButton_zoomin,
+                                                           ui->actionZoom_In,
+                                                           ui->pushButton_zoomout,
+                                                           ui->actionZoom_Out,
+                                                           ui->pushButton_zoomresetview,
+                                                           ui->actionZoom_ResetView,
+                                                           ui->pushButton_clear_dropframecount,
+                                                           ui->actionClear_Dropframe_Count})
+        sw(target);
+}
+
+void MainWindow::BayerActionGroupTriggered(QAction* action) {
+    int index = 0;
+    if (action == ui->actionNearest_Neighbor)
+        index = 1;
+    else if (action == ui->actionBilinear)
+        index = 2;
+    ui->comboBox_bayer->setCurrentIndex(index);
+}
+
+void MainWindow::FrameRareActionGroupTriggered(QAction* action) {
+    int index = 2;
+    if (action == ui->action60_fps)
+        index = 0;
+    else if (action == ui->action30_fps)
+        index = 1;
+    ui->comboBox_display->setCurrentIndex(index);
+}
+
+void MainWindow::DisplayThreadTimout() {
+    CKorvatinFrameConverted* frame = m_session->TakeDisplayFrame();
+    if (!frame)
+        return;
+    if (CKorvatinFrameConverted* previous = ui->widgetGrabbedFrame->SetFrame(frame))
+        m_session->ReturnDisplayFrame(previous);
+    ++m_displayTicks;
+    ui->widgetGrabbedFrame->update();
+}
+
+uint32_t MainWindow::RateSince(uint32_t count, uint32_t& previous) {
+    const int64_t growth = int64_t(count) - int64_t(previous);
+    previous = count;
+    return growth < 0 ? 0 : uint32_t(growth / kRatePeriodSeconds);
+}
+
+QString MainWindow::RatesText(uint32_t captureRate, uint32_t displayRate) {
+    return QString("(%1,%2) fps")
+        .arg(captureRate, 4, 10, QChar(' '))
+        .arg(displayRate, 4, 10, QChar(' '));
+}
+
+QString MainWindow::DroppedText(uint32_t dropped) {
+    return QString("%1").arg(dropped, 6, 10, QChar(' '));
+}
+
+void MainWindow::TimerFrameRateCalTimeout() {
+    m_displayRate = RateSince(ui->widgetGrabbedFrame->PaintedFrameCount(), m_previousDisplayed);
+    m_captureRate = RateSince(m_session->grabbedFrameCount.load(), m_previousCaptured);
+    m_droppedFrames = m_session->GetDroppedFrameCount();
+    RefreshRateLabels();
+}
+
+void MainWindow::RefreshRateLabels() {
+    m_labelRates->setText(RatesText(m_captureRate, m_displayRate));
+    m_labelDropped->setText(DroppedText(m_droppedFrames));
+}
+
+void MainWindow::RefreshZoomLabel() {
+    QRect visible;
+    int zoom = 0;
+    ui->widgetGrabbedFrame->GetView(visible, zoom);
+    m_labelZoom->setText(QString("%1 %").arg(zoom));
+}
+
+// The maintenance commands below open the device dialogs (force IP, reboot, IP configuration,
+// LUT, firmware, XML, device settings, discovery settings, About, recording settings) and save
+// frames; those dialogs and the frame-saving command are added with the maintenance tools and
+// fill these slots. Until then the buttons and actions are wired and do nothing.
+void MainWindow::on_pushButton_force_ip_clicked() {}
+void MainWindow::on_pushButton_force_reboot_clicked() {}
+void MainWindow::on_pushButton_ip_configuration_clicked() {}
+void MainWindow::on_pushButton_program_LUT_clicked() {}
+void MainWindow::on_pushButton_firmware_upgrade_clicked() {}
+void MainWindow::on_pushButton_programXML_clicked() {}
+void MainWindow::on_pushButton_genIcamXmlLoad_clicked() {}
+void MainWindow::on_pushButton_saveDeviceSettings_clicked() {}
+void MainWindow::on_pushButton_loadDeviceSettings_clicked() {}
+void MainWindow::on_pushButton_device_discovery_clicked() {}
+void MainWindow::on_pushButton_about_clicked() {}
+void MainWindow::on_pushButton_recording_settings_clicked() {}
+void MainWindow::on_pushButton_file_save_clicked() {}
+// Recording starts and stops with the connection workflow, which knows whether a camera streams.
+void MainWindow::on_pushButton_record_clicked() {}
+void MainWindow::on_pushButton_stop_clicked() {}
+
+void MainWindow::on_pushButton_clear_dropframecount_clicked() {
+    m_session->ClearDroppedFrameCount();
+    m_droppedFrames = m_session->GetDroppedFrameCount();
+    RefreshRateLabels();
+}
+
+void MainWindow::on_pushButton_zoomin_clicked() {
+    ui->widgetGrabbedFrame->ZoomIn();
+    RefreshZoomLabel();
+}
+
+void MainWindow::on_pushButton_zoomout_clicked() {
+    ui->widgetGrabbedFrame->ZoomOut();
+    RefreshZoomLabel();
+}
+
+void MainWindow::on_pushButton_zoomresetview_clicked() {
+    ui->checkBox_panMode->setChecked(false);
+    ui->widgetGrabbedFrame->ResetView();
+    RefreshZoomLabel();
+}
+
+void MainWindow::on_checkBox_display_toggled(bool checked) {
+    m_displayEnabled = checked;
+    if (m_connected) {
+        if (checked) {
+            ui->widgetGrabbedFrame->ResetPaintedFrameCount();
+            m_previousDisplayed = 0;
+            m_displayTicks = 0;
+            m_displayTimer->setInterval(uint(m_displayInterval));
+            m_displayTimer->start();
+        } else {
+            m_displayTimer->stop();
+            if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
+                m_session->ReturnDisplayFrame(frame);
+        }
+    }
+    ui->actionDisplay_Frame->setChecked(checked);
+}
+
+void MainWindow::on_checkBox_readonly_nodes_polling_toggled(bool checked) {
+    ui->actionReadonly_Nodes_Polling->setChecked(checked);
+    // Starting the polling timer needs the feature tree's polling list, which comes with the
+    // feature panel; stopping needs nothing else.
+    if (!checked)
+        m_pollingTimer->stop();
+}
+
+void MainWindow::on_checkBox_panMode_toggled(bool checked) {
+    ui->widgetGrabbedFrame->SetPanMode(checked);
+    ui->actionPan_Mode->setChecked(checked);
+}
+
+void MainWindow::on_comboBox_bayer_currentIndexChanged(int index) {
+    if (index < 0 || index > 2)
+        return;
+    m_bayerMode = kBayerModes[index];
+    ui->widgetGrabbedFrame->SetBayerMode(m_bayerMode);
+    m_bayerGroup->actions().at(index)->setChecked(true);
+    m_toolbarBayer->setCurrentIndex(index);
+}
+
+void MainWindow::on_comboBox_display_currentIndexChanged(int index) {
+    if (index < 0 || index >= 3)
+        return;
+    m_displayInterval = kDisplayIntervals[index];
+    m_displayTimer->setInterval(uint(m_displayInterval));
+    m_frameRateGroup->actions().at(index)->setChecked(true);
+    m_toolbarDisplay->setCurrentIndex(index);
+}
+
+void MainWindow::on_lineEdit_fameAve_editingFinished() {
+    ui->widgetGrabbedFrame->SetAverage(ui->lineEdit_fameAve->text().toInt(nullptr, 10));
+}
+
+void MainWindow::on_lineEdit_ContrastEnhance_editingFinished() {
+    ui->widgetGrabbedFrame->SetContrast(ui->lineEdit_ContrastEnhance->text().toInt(nullptr, 10));
+}
