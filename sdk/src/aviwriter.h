@@ -51,6 +51,9 @@ private:
     bool headerWritten_ = false;
     bool firstPacket_ = true;
     uint32_t frameCount_ = 0;
+    // One frame in the file's layout, kept from frame to frame: a fresh allocation of this size
+    // would cost page faults on every frame.
+    std::vector<uint8_t> frame_;
 };
 
 } // namespace korvatin
