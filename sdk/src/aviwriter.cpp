@@ -53,12 +53,18 @@ __attribute__((target("ssse3"))) void swapRedBlueSsse3(const uint8_t* in, uint8_
     swapRedBlue(in + 3 * x, out + 3 * x, width - x);
 }
 
-const bool kHaveSsse3 = __builtin_cpu_supports("ssse3");
+bool haveSsse3() {
+    static const bool have = [] {
+        __builtin_cpu_init(); // may run before the run-time's own detection
+        return __builtin_cpu_supports("ssse3") != 0;
+    }();
+    return have;
+}
 #endif
 
 void toBgr(const uint8_t* in, uint8_t* out, uint32_t width) {
 #if defined(__x86_64__) || defined(__i386__)
-    if (kHaveSsse3) {
+    if (haveSsse3()) {
         swapRedBlueSsse3(in, out, width);
         return;
     }
