@@ -140,6 +140,7 @@ private slots:
         QCOMPARE(avi.FrameCount(), 7u);
         QCOMPARE(avi.Close(), QRN_OK);
         QVERIFY(!avi.IsOpen());
+        QCOMPARE(avi.FrameCount(), 7u);
         const auto fields = probe(file);
         QVERIFY2(!fields.contains("error"), qPrintable(fields.value("error")));
         QCOMPARE(fields.value("width"), QString("330"));

@@ -42,7 +42,7 @@ public:
     // Finishes the file (index, header sizes); harmless when not open.
     QRN_ERROR Close();
     bool IsOpen() const;
-    // Frames appended since Open.
+    // Frames appended since Open; still told after Close, until the next Open.
     uint32_t FrameCount() const;
     const char* LastError() const { return lastError_.c_str(); }
 
