@@ -1,6 +1,9 @@
 // Source pixel formats the converter reads, and how one row of each is unpacked.
 #include "convertrows.h"
 
+#include <cstdlib>
+#include <string>
+
 #include <algorithm>
 #include <cstring>
 
@@ -187,9 +190,33 @@ __attribute__((target("ssse3"))) size_t GevPackedTo8Fast(const uint8_t* in, size
 
 } // namespace
 
+namespace {
+
+// The widest instruction set the kernels may use: what the processor has, lowered by the
+// environment variable KORVATIN_CONVERT_ISA ("scalar", "ssse3", "avx2", "avx512"), which lets the
+// tests run every kernel on a processor that has the widest one.
+enum class Isa { Scalar, Ssse3, Avx2, Avx512 };
+
+Isa IsaCap() {
+    static const Isa cap = [] {
+        const char* text = std::getenv("KORVATIN_CONVERT_ISA");
+        const std::string wanted = text ? text : "";
+        if (wanted == "scalar")
+            return Isa::Scalar;
+        if (wanted == "ssse3")
+            return Isa::Ssse3;
+        if (wanted == "avx2")
+            return Isa::Avx2;
+        return Isa::Avx512;
+    }();
+    return cap;
+}
+
+} // namespace
+
 bool CpuHasSsse3() {
 #ifdef KORVATIN_X86
-    static const bool has = __builtin_cpu_supports("ssse3");
+    static const bool has = IsaCap() >= Isa::Ssse3 && __builtin_cpu_supports("ssse3");
     return has;
 #else
     return false;
@@ -198,7 +225,7 @@ bool CpuHasSsse3() {
 
 bool CpuHasAvx2() {
 #ifdef KORVATIN_X86
-    static const bool has = __builtin_cpu_supports("avx2");
+    static const bool has = IsaCap() >= Isa::Avx2 && __builtin_cpu_supports("avx2");
     return has;
 #else
     return false;
@@ -207,8 +234,8 @@ bool CpuHasAvx2() {
 
 bool CpuHasAvx512Vbmi() {
 #ifdef KORVATIN_X86
-    static const bool has =
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
+    static const bool has = IsaCap() >= Isa::Avx512 && __builtin_cpu_supports("avx512bw") &&
+                            __builtin_cpu_supports("avx512vbmi");
     return has;
 #else
     return false;
