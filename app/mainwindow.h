@@ -52,6 +52,8 @@ public:
     int32_t DisplayInterval() const { return m_displayInterval; }
     uint32_t BayerMode() const { return m_bayerMode; }
     bool IsConnected() const { return m_connected; }
+    // Display ticks that brought a frame since the display was last switched on.
+    uint32_t DisplayTicks() const { return m_displayTicks; }
 
 signals:
     // True after a successful connect, false by every disconnect; switches the widgets that need

@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
+
 class TestDisplayTimers : public QObject {
     Q_OBJECT
 
@@ -23,8 +25,9 @@ private slots:
         CDisplayTimerPrecise timer;
         timer.setInterval(10);
         QCOMPARE(timer.interval(), 10u);
-        QThread* emitter = nullptr;
-        int ticks = 0;
+        // Written by the timer thread.
+        std::atomic<QThread*> emitter{nullptr};
+        std::atomic<int> ticks{0};
         connect(
             &timer, &CDisplayTimer::Timeout, this,
             [&] {
@@ -37,12 +40,12 @@ private slots:
         timer.start();
         QTRY_VERIFY(spy.count() >= 5);
         QVERIFY(timer.isActive());
-        QVERIFY(emitter != QThread::currentThread());
+        QVERIFY(emitter.load() != QThread::currentThread());
         timer.stop();
         QVERIFY(!timer.isActive());
         const int afterStop = ticks;
         QTest::qWait(60);
-        QCOMPARE(ticks, afterStop);
+        QCOMPARE(ticks.load(), afterStop);
     }
 
     void preciseTimerRestarts() {

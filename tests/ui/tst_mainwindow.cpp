@@ -28,6 +28,20 @@
 
 #include <memory>
 
+// Counts the paint events a widget receives.
+class PaintCounter : public QObject {
+public:
+    explicit PaintCounter(int* count) : m_count(count) {}
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint || event->type() == QEvent::UpdateRequest)
+            ++*m_count;
+        return false;
+    }
+
+private:
+    int* m_count;
+};
+
 class TestMainWindow : public QObject {
     Q_OBJECT
 
@@ -579,6 +593,21 @@ private slots:
         widget->ClearImage();
         emit widget->zoomedPanChanged();
         QCOMPARE(labels[7]->text(), QString("100 %"));
+    }
+
+    void withNoNewFramesTicksDoNothing() {
+        auto window = MakeWindow("");
+        auto* widget = Find<CQwidgetGrabbedFrame>(window.get(), "widgetGrabbedFrame");
+        int paints = 0;
+        auto counter = std::make_unique<PaintCounter>(&paints);
+        widget->installEventFilter(counter.get());
+        for (int i = 0; i < 5; ++i)
+            window->DisplayThreadTimout();
+        QCoreApplication::processEvents();
+        QCOMPARE(window->DisplayTicks(), 0u);
+        QCOMPARE(widget->CurrentFrame(), nullptr);
+        QCOMPARE(widget->PaintedFrameCount(), 0u);
+        QCOMPARE(paints, 0);
     }
 
     void rateTextsArePadded() {
