@@ -378,6 +378,62 @@ private slots:
         QCOMPARE(painted.pixelColor(200, 150), QColor(90, 90, 90));
     }
 
+    void zoomedViewPaintsOnlyTheVisibleRegion() {
+        if (!uitest::HasScreen())
+            QSKIP("no X server: the OpenGL widget cannot paint");
+        // Grey: left half black, right half 200; colour: left half red, right half blue.
+        TestFrame mono(400, 300, kMono8);
+        for (uint32_t i = 0; i < mono.pixels.size(); ++i)
+            mono.pixels[i] = (i % 400) < 200 ? 0 : 200;
+        m_widget->SetFrame(&mono.holder);
+        Paint();
+        Drag(QPoint(250, 50), QPoint(390, 250), Qt::LeftButton);
+        QVERIFY(m_widget->ZoomView().Zoom() > 100);
+        QCOMPARE(m_widget->ZoomView().Visible().left(), 250);
+        QImage painted = Paint();
+        QCOMPARE(painted.pixelColor(2, 2), QColor(200, 200, 200));
+        QCOMPARE(painted.pixelColor(painted.width() - 3, painted.height() - 3),
+                 QColor(200, 200, 200));
+
+        TestFrame colour(400, 300, kRgb8, 3);
+        for (uint32_t i = 0; i < 400 * 300; ++i) {
+            colour.pixels[i * 3] = (i % 400) < 200 ? 220 : 0;
+            colour.pixels[i * 3 + 2] = (i % 400) < 200 ? 0 : 220;
+        }
+        m_widget->SetFrame(&colour.holder);
+        m_widget->ResetView();
+        Paint();
+        Drag(QPoint(10, 50), QPoint(150, 250), Qt::LeftButton);
+        painted = Paint();
+        QCOMPARE(painted.pixelColor(2, 2), QColor(220, 0, 0));
+        QCOMPARE(painted.pixelColor(painted.width() - 3, painted.height() - 3), QColor(220, 0, 0));
+        uitest::SaveScreenshot(m_parent.get(), "grabbedframe_zoomed");
+    }
+
+    void cursorFollowsTheMouseMode() {
+        QEnterEvent enter(QPointF(10, 10), QPointF(10, 10), QPointF(10, 10));
+        QApplication::sendEvent(m_widget, &enter);
+        QVERIFY(QApplication::overrideCursor());
+        QCOMPARE(QApplication::overrideCursor()->shape(), Qt::CrossCursor);
+        QEvent leave(QEvent::Leave);
+        QApplication::sendEvent(m_widget, &leave);
+        QCOMPARE(QApplication::overrideCursor(), nullptr);
+        // A new image size restores the saved mode, so the frame comes before pan mode.
+        TestFrame frame(800, 600, kMono8);
+        m_widget->SetFrame(&frame.holder);
+        m_widget->SetPanMode(true);
+        QApplication::sendEvent(m_widget, &enter);
+        QCOMPARE(QApplication::overrideCursor()->shape(), Qt::OpenHandCursor);
+        // A right drag selects a region whatever the mode, with the cross.
+        Press(QPoint(10, 10), Qt::RightButton);
+        Move(QPoint(60, 60), Qt::RightButton);
+        QCOMPARE(QApplication::overrideCursor()->shape(), Qt::CrossCursor);
+        Release(QPoint(60, 60), Qt::RightButton);
+        QCOMPARE(QApplication::overrideCursor()->shape(), Qt::OpenHandCursor);
+        QApplication::sendEvent(m_widget, &leave);
+        QCOMPARE(QApplication::overrideCursor(), nullptr);
+    }
+
     void clearImageForgetsTheFrameSizeAndView() {
         TestFrame frame(800, 600, kMono8);
         m_widget->SetFrame(&frame.holder);
