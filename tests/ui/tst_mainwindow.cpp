@@ -4,6 +4,7 @@
 
 #include <appsettings.h>
 #include <displaytimer.h>
+#include <korvatinframeconverted.h>
 #include <qframefoldable.h>
 #include <qwidgetgrabbedframe.h>
 
@@ -27,6 +28,7 @@
 #include <QValidator>
 
 #include <memory>
+#include <vector>
 
 // Counts the paint events a widget receives.
 class PaintCounter : public QObject {
@@ -608,6 +610,49 @@ private slots:
         QCOMPARE(widget->CurrentFrame(), nullptr);
         QCOMPARE(widget->PaintedFrameCount(), 0u);
         QCOMPARE(paints, 0);
+    }
+
+    void averageAndContrastReachTheDisplay() {
+        auto window = MakeWindow("");
+        auto* widget = Find<CQwidgetGrabbedFrame>(window.get(), "widgetGrabbedFrame");
+        auto* average = Find<QLineEdit>(window.get(), "lineEdit_fameAve");
+        average->setText("8");
+        emit average->editingFinished();
+        QCOMPARE(widget->AverageCount(), 8);
+        auto* contrast = Find<QLineEdit>(window.get(), "lineEdit_ContrastEnhance");
+        contrast->setText("256");
+        emit contrast->editingFinished();
+        QCOMPARE(widget->ContrastValue(), 256);
+    }
+
+    void zoomButtonsStepTheViewAndTheLabel() {
+        auto window = MakeWindow("");
+        auto* widget = Find<CQwidgetGrabbedFrame>(window.get(), "widgetGrabbedFrame");
+        std::vector<uint8_t> pixels(640 * 480, 0);
+        CKorvatinFrame raw;
+        raw.Describe(pixels.data(), pixels.size(), pixels.size(), 640, 1, 0, nullptr);
+        raw.SetWidth(640);
+        raw.SetHeight(480);
+        raw.SetPixelType(0x01080001);
+        CKorvatinFrameConverted holder;
+        holder.SetSourceRawFrame(&raw);
+        widget->SetFrame(&holder);
+        emit window->CameraConnect(true);
+        const auto labels =
+            window->statusBar()->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly);
+        QTest::mouseClick(Find<QPushButton>(window.get(), "pushButton_zoomin"), Qt::LeftButton);
+        QCOMPARE(labels[7]->text(), QString("150 %"));
+        Find<QAction>(window.get(), "actionZoom_In")->trigger();
+        QCOMPARE(labels[7]->text(), QString("200 %"));
+        Find<QAction>(window.get(), "actionZoom_Out")->trigger();
+        QCOMPARE(labels[7]->text(), QString("150 %"));
+        Find<QCheckBox>(window.get(), "checkBox_panMode")->setChecked(true);
+        QTest::mouseClick(Find<QPushButton>(window.get(), "pushButton_zoomresetview"),
+                          Qt::LeftButton);
+        QCOMPARE(labels[7]->text(), QString("100 %"));
+        QVERIFY(!Find<QCheckBox>(window.get(), "checkBox_panMode")->isChecked());
+        QVERIFY(!Find<QAction>(window.get(), "actionPan_Mode")->isChecked());
+        widget->TakeFrame();
     }
 
     void rateTextsArePadded() {
