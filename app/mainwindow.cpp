@@ -313,10 +313,10 @@ void MainWindow::RefreshZoomLabel() {
     m_labelZoom->setText(QString("%1 %").arg(zoom));
 }
 
-// The maintenance commands below open the device dialogs (force IP, reboot, IP configuration,
-// LUT, firmware, XML, device settings, discovery settings, About, recording settings) and save
-// frames; those dialogs and the frame-saving command are added with the maintenance tools and
-// fill these slots. Until then the buttons and actions are wired and do nothing.
+// The device commands below open the maintenance dialogs (force IP, reboot, IP configuration,
+// LUT, firmware, XML, device settings, discovery settings, About, recording settings) or save a
+// frame; they are filled in together with those dialogs and the frame-saving command. Until
+// then the buttons and actions are wired to them and they do nothing.
 void MainWindow::on_pushButton_force_ip_clicked() {}
 void MainWindow::on_pushButton_force_reboot_clicked() {}
 void MainWindow::on_pushButton_ip_configuration_clicked() {}
@@ -330,7 +330,8 @@ void MainWindow::on_pushButton_device_discovery_clicked() {}
 void MainWindow::on_pushButton_about_clicked() {}
 void MainWindow::on_pushButton_recording_settings_clicked() {}
 void MainWindow::on_pushButton_file_save_clicked() {}
-// Recording starts and stops with the connection workflow, which knows whether a camera streams.
+// Record and Stop drive the session's recording once the connection workflow marks the window
+// connected; they are filled in with it.
 void MainWindow::on_pushButton_record_clicked() {}
 void MainWindow::on_pushButton_stop_clicked() {}
 

@@ -2,6 +2,8 @@
 // region selection.
 #include "qwidgetgrabbedframe.h"
 
+#include "qframesplittercentral.h"
+
 #include <korvatinframeconverted.h>
 
 #include <QApplication>
@@ -31,10 +33,11 @@ CQwidgetGrabbedFrame::CQwidgetGrabbedFrame(QWidget* parent)
         m_greyTable.append(QRgb(0xFF000000u + i * 0x010101u));
     connect(this, &CQwidgetGrabbedFrame::changeGeometry, this,
             &CQwidgetGrabbedFrame::ChangeGeometry);
-    // The parent announces its resizes with a resized() signal (CQFrameSplitterCentral); any
-    // other parent simply never calls.
-    if (parent && parent->metaObject()->indexOfSignal("resized()") >= 0)
-        connect(parent, SIGNAL(resized()), this, SLOT(ChangeGeometry()));
+    // The central frame announces its resizes; inside any other parent the widget is fitted
+    // only when the view changes.
+    if (auto* frame = qobject_cast<CQFrameSplitterCentral*>(parent))
+        connect(frame, &CQFrameSplitterCentral::resized, this,
+                &CQwidgetGrabbedFrame::ChangeGeometry);
 }
 
 CQwidgetGrabbedFrame::~CQwidgetGrabbedFrame() {
