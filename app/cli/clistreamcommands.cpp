@@ -269,6 +269,7 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
                 (reason.isEmpty() ? std::string() : " (" + reason.toStdString() + ")"),
             e.Code());
     }
+    const Clock::time_point recordingStarted = Clock::now();
     StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
     RateMeter meter(startCount);
     uint32_t count = startCount;
@@ -289,8 +290,14 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
     }
     printFigures(out_, count - startCount, session.GetDroppedFrameCount() - startDropped,
                  meter.FramesPerSecond(), payload);
-    if (options_.frames > 0)
-        out_ << "frames recorded: " << session.FramesRecorded() << '\n';
+    const double recordingSeconds =
+        std::chrono::duration<double>(Clock::now() - recordingStarted).count();
+    if (options_.frames > 0) {
+        const int32_t recorded = session.FramesRecorded();
+        out_ << "frames recorded: " << recorded << '\n'
+             << "recorded frames per second: "
+             << fixed(recordingSeconds > 0 ? recorded / recordingSeconds : 0.0) << '\n';
+    }
     out_ << "recorded to " << file << '\n';
 }
 
