@@ -1,0 +1,101 @@
+// A bare libaravis consumer, the yardstick of the stream benchmark: receives N frames, no more.
+#include <arv.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace {
+
+struct GObjectUnref {
+    void operator()(gpointer object) const {
+        if (object)
+            g_object_unref(object);
+    }
+};
+template <typename T> using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
+
+bool check(GError*& error, const char* what) {
+    if (!error)
+        return true;
+    std::fprintf(stderr, "korvatin-stream-bare: %s: %s\n", what, error->message);
+    g_clear_error(&error);
+    return false;
+}
+
+} // namespace
+
+// Usage: korvatin-stream-bare ADDRESS FRAMES PIXELFORMAT [BUFFERS]
+// Prints the same four figures as viewlane-cli grab, measured the same way (the rate between
+// the first frame received and the last), and the packet size it negotiated.
+int main(int argc, char** argv) {
+    if (argc < 4) {
+        std::fputs("Usage: korvatin-stream-bare ADDRESS FRAMES PIXELFORMAT [BUFFERS]\n", stderr);
+        return 2;
+    }
+    const long wanted = std::atol(argv[2]);
+    const int buffers = argc > 4 ? std::atoi(argv[4]) : 10;
+    GError* error = nullptr;
+    GObjectPtr<GInetAddress> interfaceAddress(g_inet_address_new_from_string("127.0.0.1"));
+    GObjectPtr<GInetAddress> deviceAddress(g_inet_address_new_from_string(argv[1]));
+    if (!deviceAddress || wanted < 1)
+        return 2;
+    GObjectPtr<ArvDevice> device(
+        arv_gv_device_new(interfaceAddress.get(), deviceAddress.get(), &error));
+    if (!check(error, "open"))
+        return 1;
+    GObjectPtr<ArvCamera> camera(arv_camera_new_with_device(device.get(), &error));
+    if (!check(error, "camera"))
+        return 1;
+    arv_camera_set_pixel_format_from_string(camera.get(), argv[3], &error);
+    if (!check(error, "PixelFormat"))
+        return 1;
+    arv_camera_gv_auto_packet_size(camera.get(), &error);
+    check(error, "packet size");
+    const guint payload = arv_camera_get_payload(camera.get(), nullptr);
+    const guint packetSize = arv_camera_gv_get_packet_size(camera.get(), nullptr);
+
+    GObjectPtr<ArvStream> stream(arv_camera_create_stream(camera.get(), nullptr, nullptr, &error));
+    if (!check(error, "stream"))
+        return 1;
+    for (int i = 0; i < buffers; ++i)
+        arv_stream_push_buffer(stream.get(), arv_buffer_new(payload, nullptr));
+    arv_camera_start_acquisition(camera.get(), &error);
+    if (!check(error, "start"))
+        return 1;
+
+    using Clock = std::chrono::steady_clock;
+    long received = 0;
+    long failed = 0;
+    Clock::time_point first;
+    Clock::time_point last;
+    while (received < wanted) {
+        ArvBuffer* buffer = arv_stream_timeout_pop_buffer(stream.get(), 5000000);
+        if (!buffer) {
+            std::fputs("korvatin-stream-bare: no frame within 5 s\n", stderr);
+            return 1;
+        }
+        if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
+            last = Clock::now();
+            if (received++ == 0)
+                first = last;
+        } else {
+            ++failed;
+        }
+        arv_stream_push_buffer(stream.get(), buffer);
+    }
+    arv_camera_stop_acquisition(camera.get(), nullptr);
+    guint64 completed = 0, streamFailures = 0, underruns = 0;
+    arv_stream_get_statistics(stream.get(), &completed, &streamFailures, &underruns);
+
+    const double seconds = std::chrono::duration<double>(last - first).count();
+    const double fps = seconds > 0 ? double(received - 1) / seconds : 0.0;
+    std::printf("frames received: %ld\n", received);
+    std::printf("frames dropped: %llu\n", static_cast<unsigned long long>(failed + underruns));
+    std::printf("frames per second: %.2f\n", fps);
+    std::printf("megabytes per second: %.2f\n", fps * payload / 1e6);
+    std::printf("packet size: %u\n", packetSize);
+    return 0;
+}
