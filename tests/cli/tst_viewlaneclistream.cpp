@@ -54,6 +54,7 @@ private slots:
     void aDeviceThatDoesNotStreamIsOneErrorLine();
     void badOptionsAreOneErrorLine_data();
     void badOptionsAreOneErrorLine();
+    void grabAndRecordWorkWithAravisSimulator();
 
 private:
     Run cli(const QStringList& arguments);
@@ -299,6 +300,27 @@ void TestViewlaneCliStream::badOptionsAreOneErrorLine() {
     QCOMPARE(run.exitCode, 2);
     verifyOneErrorLine(run, message);
     QVERIFY(run.out.isEmpty());
+}
+
+void TestViewlaneCliStream::grabAndRecordWorkWithAravisSimulator() {
+    // A camera with another description: no FrameRate feature, 512 x 512 Mono8.
+    SimulatorProcess fake;
+    QVERIFY2(fake.startAravisFake("127.0.5.32", "CLISTREAM32"), qPrintable(fake.errorString()));
+    const Run grab = cli({"grab", "CLISTREAM32", "--frames", "10"});
+    QVERIFY2(grab.exitCode == 0, qPrintable(grab.errLines.join(" | ")));
+    QVERIFY2(figure(grab.out, "frames received") >= 10, qPrintable(grab.out));
+    QCOMPARE(figure(grab.out, "frames dropped"), 0.0);
+
+    const QString path = dir_.filePath("fake.avi");
+    const Run record = cli({"record", "CLISTREAM32", path, "--frames", "6"});
+    QVERIFY2(record.exitCode == 0, qPrintable(record.errLines.join(" | ")));
+    QVERIFY2(record.out.contains("frames recorded: 6\n"), qPrintable(record.out));
+    QProcess ffprobe;
+    ffprobe.start("ffprobe",
+                  {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
+                   "stream=width,height,nb_read_frames", "-of", "csv=p=0", path});
+    QVERIFY(ffprobe.waitForFinished(60000));
+    QCOMPARE(QString::fromLatin1(ffprobe.readAllStandardOutput()).trimmed(), QString("512,512,6"));
 }
 
 QTEST_GUILESS_MAIN(TestViewlaneCliStream)
