@@ -154,6 +154,13 @@ void StreamChannel::Start(ArvDevice* device,
         if (stream_)
             return;
     }
+    if (ARV_IS_GV_DEVICE(device)) {
+        // The largest packet that reaches this host, found with the camera's test packets. A
+        // camera that cannot fire them keeps the packet size it has, which still streams: the
+        // failure is deliberately not an error.
+        GErrorPtr negotiation;
+        arv_gv_device_auto_packet_size(ARV_GV_DEVICE(device), Out(negotiation));
+    }
     GErrorPtr error;
     auto stream = GObjectRef<ArvStream>::Adopt(
         arv_device_create_stream(device, nullptr, nullptr, Out(error)));

@@ -239,6 +239,20 @@ private slots:
         QCOMPARE(camera.StopStream(), QRN_OK);
     }
 
+    // Over loopback the test packets of a large size arrive, so the stream does not stay at
+    // the camera's start-up packet size.
+    void startStreamNegotiatesThePacketSize() {
+        CKorvatinCamera camera;
+        connect(camera);
+        camera.SetUInt32("GevSCPSPacketSize", 1500);
+        const uint32_t before = camera.GetUInt32("GevSCPSPacketSize");
+        QCOMPARE(camera.StartStream(nullptr), QRN_OK);
+        const uint32_t negotiated = camera.GetUInt32("GevSCPSPacketSize");
+        QCOMPARE(camera.StopStream(), QRN_OK);
+        QVERIFY2(negotiated > before && negotiated > 8000,
+                 qPrintable(QString("packet size %1 -> %2").arg(before).arg(negotiated)));
+    }
+
     void aFrameQueuedTwiceIsRefused() {
         CKorvatinCamera camera;
         connect(camera);
