@@ -23,6 +23,7 @@ run: build
 
 test: build format-check
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) --timeout 300
+	@JOBS=$(JOBS) scripts/test-sanitized.sh
 
 bench: build
 	@cmake --build $(BUILD_DIR) --target bench -j $(JOBS)
