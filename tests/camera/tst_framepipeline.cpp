@@ -140,6 +140,8 @@ TestFramePipeline::connectStreaming(const QByteArray& settings) {
 
 void TestFramePipeline::startAcquisitionFillsThePoolSparesAndHolders() {
     CONNECT_OR_FAIL(session, QByteArray());
+    // No image may arrive and swap a wrapper while the starting state is looked at.
+    session->SetEnumByString("TriggerMode", "On");
     session->StartAcquisition();
     QCOMPARE(session->RawFramesAllocated(), 10);
     QSet<uint8_t*> buffers;
