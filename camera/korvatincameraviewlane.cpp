@@ -307,18 +307,12 @@ QString CKorvatinCameraViewlane::RecordingError() {
 }
 
 double CKorvatinCameraViewlane::RecordingFrameRate() {
-    // Cameras without the integer FrameRate feature (Aravis' simulator has only
-    // AcquisitionFrameRate) still record, at their own rate; a camera that reports no rate at
-    // all (0: free running) gets the writer's usual 25 frames per second.
-    double rate = 0;
+    // The SDK reads FrameRate through AcquisitionFrameRate on cameras that lack the integer
+    // feature. A camera with neither records at the AVI writer's default rate, which is what it
+    // makes of 0.
     try {
-        rate = double(GetUInt32("FrameRate"));
+        return double(GetUInt32("FrameRate"));
     } catch (const CKorvatinException&) {
-        try {
-            rate = GetDouble("AcquisitionFrameRate");
-        } catch (const CKorvatinException&) {
-            rate = 0;
-        }
+        return 0;
     }
-    return rate > 0 ? rate : 25.0;
 }
