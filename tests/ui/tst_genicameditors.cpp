@@ -14,6 +14,8 @@
 #include <genicamstringframe.h>
 #include <genicamunsignedint32frame.h>
 #include <korvatingenicamnodecallbackext.h>
+#include <scaledoublevalidator.h>
+#include <scaleintvalidator.h>
 
 #include <korvatin/korvatincamera.h>
 #include <korvatin/korvatingenicamnodecallback.h>
@@ -205,6 +207,22 @@ template <typename Operation> QString ThrownText(Operation operation) {
         return QString::fromUtf8(e.what());
     }
     return QString();
+}
+
+// An unsigned editor whose node reports an increment of 0. The SDK itself already reads an
+// increment of 0 or less as 1, so only an editor that asks elsewhere can meet a 0.
+class ZeroReportingEditor : public CGENiCAMUnsignedInt32Frame {
+public:
+    using CGENiCAMUnsignedInt32Frame::CGENiCAMUnsignedInt32Frame;
+    int GetNodeInc() override { return 0; }
+};
+
+// The signatures of the meta-methods a class adds to its base, in order.
+QStringList OwnMethods(const QMetaObject& meta) {
+    QStringList methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        methods << QString::fromLatin1(meta.method(i).methodSignature());
+    return methods;
 }
 
 // A window showing one editor, which it gives back when it closes, and a second line edit to
@@ -645,6 +663,25 @@ private slots:
         foreign_camera_.SetUInt32("ZeroIncrement", 3);
     }
 
+    void incrementZeroReportedToTheEditorIsOne() {
+        foreign_camera_.SetUInt32("ZeroIncrement", 3);
+        ZeroReportingEditor editor(foreign_camera_.GetNodeByName("ZeroIncrement"));
+        editor.InitFromNode();
+        editor.UpdateFromNode();
+        QCOMPARE(editor.GetNodeInc(), 0);
+        auto* slider = Child<QSlider>(&editor, "horizontalSlider");
+        QCOMPARE(slider->maximum(), 10);
+        QCOMPARE(slider->value(), 3);
+        auto* text = Child<QLineEdit>(&editor, "lineEdit");
+        text->clear();
+        QTest::keyClicks(text, "5");
+        QCOMPARE(text->styleSheet(), QString(kBlackText));
+        slider->triggerAction(QAbstractSlider::SliderSingleStepAdd);
+        QCOMPARE(foreign_camera_.GetUInt32("ZeroIncrement"), 4u);
+        QCOMPARE(text->text(), QString("4"));
+        foreign_camera_.SetUInt32("ZeroIncrement", 3);
+    }
+
     void typedTextMustBeAMultipleOfTheIncrement() {
         foreign_camera_.SetUInt32("Stepped", 4);
         auto editor = Built<CGENiCAMUnsignedInt32Frame>(foreign_camera_, "Stepped");
@@ -945,6 +982,44 @@ private slots:
         }
         auto* grid = qobject_cast<QGridLayout*>(floating->layout());
         QCOMPARE(grid->itemAtPosition(0, 2)->widget()->objectName(), QString("lineEditUnit"));
+    }
+
+    void editorsHaveTheirOwnMetaMethodsOnly() {
+        QCOMPARE(OwnMethods(CGENiCAMFrame::staticMetaObject),
+                 QStringList{"GENiCAMNodeError(QString)"});
+        QCOMPARE(OwnMethods(CGENiCAMBooleanFrame::staticMetaObject),
+                 QStringList{"on_checkBox_clicked(bool)"});
+        QCOMPARE(OwnMethods(CGENiCAMEnumerationFrame::staticMetaObject),
+                 QStringList{"on_comboBox_textActivated(QString)"});
+        QCOMPARE(OwnMethods(CGENiCAMCommandFrame::staticMetaObject),
+                 QStringList{"pushButton_clicked(bool)"});
+        QCOMPARE(OwnMethods(CGENiCAMStringFrame::staticMetaObject),
+                 (QStringList{"on_lineEdit_returnPressed()", "on_lineEdit_editingFinished()"}));
+        const QStringList numeric{"lineEdit_returnPressed()", "lineEdit_textEdited(QString)",
+                                  "horizontalSlider_actionTriggered(int)"};
+        QCOMPARE(OwnMethods(CGENiCAMInt32Frame::staticMetaObject), numeric);
+        QCOMPARE(OwnMethods(CGENiCAMFloatFrame::staticMetaObject), numeric);
+        QVERIFY(OwnMethods(CGENiCAMUnsignedInt32Frame::staticMetaObject).isEmpty());
+        QVERIFY(OwnMethods(CGENiCAMSignedInt32Frame::staticMetaObject).isEmpty());
+    }
+
+    void numericEditorsOwnTheirValidators() {
+        auto integer = Built<CGENiCAMUnsignedInt32Frame>(camera_, "Width");
+        auto floating = Built<CGENiCAMFloatFrame>(camera_, "Gain");
+        const QValidator* intValidator = Child<QLineEdit>(integer.get(), "lineEdit")->validator();
+        QVERIFY(qobject_cast<const CScaleIntValidator*>(intValidator) != nullptr);
+        QVERIFY(intValidator->parent() == nullptr);
+        QCOMPARE(qobject_cast<const CScaleIntValidator*>(intValidator)->Scale(), 4);
+        QCOMPARE(qobject_cast<const QIntValidator*>(intValidator)->bottom(), 16);
+        const QValidator* doubleValidator =
+            Child<QLineEdit>(floating.get(), "lineEdit")->validator();
+        auto* scaled = qobject_cast<const CScaleDoubleValidator*>(doubleValidator);
+        QVERIFY(scaled != nullptr);
+        QVERIFY(scaled->parent() == nullptr);
+        QCOMPARE(scaled->Scale(), 1);
+        QCOMPARE(scaled->decimals(), 2);
+        QCOMPARE(scaled->bottom(), 0.0);
+        QCOMPARE(scaled->top(), 24.0);
     }
 
     void screenshotOfEveryEditorKind() {
