@@ -31,6 +31,7 @@
 #include <QSlider>
 #include <QStyle>
 #include <QStyleOptionButton>
+#include <QStyleOptionSlider>
 #include <QTemporaryDir>
 #include <QVBoxLayout>
 #include <QtTest>
@@ -747,6 +748,48 @@ private slots:
         slider->triggerAction(QAbstractSlider::SliderSingleStepAdd);
         QCOMPARE(writes.calls, 3);
         QCOMPARE(foreign_camera_.GetUInt32("Stepped"), 10u);
+    }
+
+    void sliderDragAndArrowKeysWriteAtEveryStep() {
+        foreign_camera_.SetUInt32("Stepped", 0);
+        auto editor = Built<CGENiCAMUnsignedInt32Frame>(foreign_camera_, "Stepped");
+        Host host(editor.get());
+        QVERIFY(QTest::qWaitForWindowActive(&host.window));
+        WriteCounter writes(foreign_camera_.GetNodeByName("Stepped"));
+        auto* slider = Child<QSlider>(editor.get(), "horizontalSlider");
+        QCOMPARE(slider->maximum(), 5);
+        QStyleOptionSlider option;
+        option.initFrom(slider);
+        option.orientation = slider->orientation();
+        option.minimum = slider->minimum();
+        option.maximum = slider->maximum();
+        option.sliderPosition = slider->sliderPosition();
+        option.sliderValue = slider->value();
+        const QRect handle = slider->style()->subControlRect(QStyle::CC_Slider, &option,
+                                                             QStyle::SC_SliderHandle, slider);
+        // The user drags the handle to the right end, pixel by pixel, and lets go.
+        QPoint at = handle.center();
+        QTest::mousePress(slider, Qt::LeftButton, {}, at);
+        QList<int> positions{slider->sliderPosition()};
+        while (at.x() < slider->width()) {
+            at.rx() += 1;
+            QTest::mouseMove(slider, at);
+            if (positions.last() != slider->sliderPosition())
+                positions << slider->sliderPosition();
+        }
+        QTest::mouseRelease(slider, Qt::LeftButton, {}, at);
+        QCOMPARE(positions, (QList<int>{0, 1, 2, 3, 4, 5}));
+        // One write per position the handle passed, none when it is let go.
+        QCOMPARE(writes.calls, 5);
+        QCOMPARE(foreign_camera_.GetUInt32("Stepped"), 10u);
+        // Each arrow key is one write.
+        slider->setFocus();
+        const int before = writes.calls;
+        QTest::keyClick(slider, Qt::Key_Left);
+        QTest::keyClick(slider, Qt::Key_Left);
+        QCOMPARE(writes.calls, before + 2);
+        QCOMPARE(foreign_camera_.GetUInt32("Stepped"), 6u);
+        QCOMPARE(Child<QLineEdit>(editor.get(), "lineEdit")->text(), QString("6"));
     }
 
     void readOnlySliderCannotMove() {
