@@ -33,6 +33,7 @@
 #include <QStyleOptionButton>
 #include <QStyleOptionSlider>
 #include <QTemporaryDir>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 #include <QtTest>
 
@@ -1063,6 +1064,38 @@ private slots:
         QCOMPARE(scaled->decimals(), 2);
         QCOMPARE(scaled->bottom(), 0.0);
         QCOMPARE(scaled->top(), 24.0);
+    }
+
+    void screenshotOfEditorsInATree() {
+        QTreeWidget tree;
+        tree.setColumnCount(2);
+        tree.resize(520, 330);
+        auto* root = new QTreeWidgetItem(&tree, QStringList{"Root"});
+        auto add = [&](CGENiCAMFrame* editor) {
+            editor->InitFromNode();
+            editor->UpdateFromNode();
+            auto* item = new QTreeWidgetItem(root, QStringList{editor->DisplayNameText()});
+            tree.setItemWidget(item, 1, editor);
+        };
+        add(new CGENiCAMStringFrame(camera_.GetNodeByName("DeviceUserID")));
+        add(new CGENiCAMFloatFrame(camera_.GetNodeByName("DeviceTemperature")));
+        add(new CGENiCAMCommandFrame(camera_.GetNodeByName("DeviceReset")));
+        add(new CGENiCAMUnsignedInt32Frame(camera_.GetNodeByName("Width")));
+        add(new CGENiCAMEnumerationFrame(camera_.GetNodeByName("PixelFormat")));
+        add(new CGENiCAMFloatFrame(camera_.GetNodeByName("Gain")));
+        add(new CGENiCAMSignedInt32Frame(camera_.GetNodeByName("BlackLevel")));
+        add(new CGENiCAMBooleanFrame(camera_.GetNodeByName("LUTEnable")));
+        tree.expandAll();
+        tree.setColumnWidth(0, 170);
+        tree.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&tree));
+        // Every row is at least as tall as its editor wants.
+        for (int i = 0; i < root->childCount(); ++i) {
+            QWidget* editor = tree.itemWidget(root->child(i), 1);
+            QVERIFY2(tree.visualItemRect(root->child(i)).height() >= editor->sizeHint().height(),
+                     qPrintable(root->child(i)->text(0)));
+        }
+        QVERIFY(QFile::exists(uitest::SaveScreenshot(&tree, "genicam-editors-tree")));
     }
 
     void screenshotOfEveryEditorKind() {
