@@ -29,7 +29,7 @@ CScaleDoubleValidator::CScaleDoubleValidator(QObject* parent) : QDoubleValidator
 }
 
 QValidator::State CScaleDoubleValidator::validate(QString& input, int& pos) const {
-    State state = QDoubleValidator::validate(input, pos);
+    const State state = QDoubleValidator::validate(input, pos);
     if (state == Invalid) {
         // Qt refuses a decimal too many outright, which would drop the keystroke and leave a
         // shorter number that Enter could confirm. Such a text is kept as not yet acceptable
