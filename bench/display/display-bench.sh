@@ -1,0 +1,75 @@
+#!/bin/sh
+# Display-path benchmark: korvatin-display-bench times the live-image widget's steps on
+# 2448 x 2048 Mono8 and BayerRG8 frames, then runs the display fed by the camera session from a
+# korvatin-camsim that sends 2448 x 2048 at 60 frames/s, once per pixel format, each on a
+# freshly started simulator. Everything runs under an X server of its own (XVFB_SH), in a
+# network namespace of its own when possible.
+# Usage: display-bench.sh BIN_DIR WORK_DIR XVFB_SH
+# LIVE_SECONDS (30) is the measured time of each live run, PAINT_ROUNDS (60) the rounds per step.
+set -u
+BIN_DIR=$1
+WORK_DIR=$2
+XVFB_SH=$3
+LIVE_SECONDS=${LIVE_SECONDS:-30}
+PAINT_ROUNDS=${PAINT_ROUNDS:-60}
+
+if [ "${KORVATIN_BENCH_INSIDE:-}" != 1 ] && [ "$(id -u)" = 0 ] && command -v unshare >/dev/null 2>&1 \
+    && unshare -n true 2>/dev/null; then
+    exec unshare -n env KORVATIN_BENCH_INSIDE=1 sh -c 'ip link set lo up && exec "$@"' sh "$0" "$@"
+fi
+
+ADDRESS=${KORVATIN_BENCH_ADDRESS:-127.0.50.12}
+export KORVATIN_GEV_INTERFACES=lo
+mkdir -p "$WORK_DIR" || exit 1
+CAMSIM_PID=
+cleanup() {
+    [ -n "$CAMSIM_PID" ] && kill "$CAMSIM_PID" 2>/dev/null
+    wait 2>/dev/null
+}
+trap cleanup EXIT INT TERM
+
+BENCH="$BIN_DIR/korvatin-display-bench"
+GVCP_SOCKET="$(echo "$ADDRESS" | awk -F. '{ printf "%02X%02X%02X%02X", $4, $3, $2, $1 }'):0F74"
+
+start_camsim() {
+    "$BIN_DIR/korvatin-camsim" --address "$ADDRESS" --width 2448 --height 2048 --fps 60 \
+        >"$WORK_DIR/camsim.log" 2>&1 &
+    CAMSIM_PID=$!
+    # Ready when its GVCP socket is bound (/proc/net/udp shows little-endian hex).
+    tries=0
+    until grep -q "$GVCP_SOCKET" /proc/net/udp; do
+        tries=$((tries + 1))
+        if [ $tries -gt 100 ]; then
+            echo "korvatin-camsim did not start"; cat "$WORK_DIR/camsim.log"; exit 1
+        fi
+        sleep 0.1
+    done
+}
+stop_camsim() {
+    kill "$CAMSIM_PID" 2>/dev/null
+    wait "$CAMSIM_PID" 2>/dev/null
+    CAMSIM_PID=
+    while grep -q "$GVCP_SOCKET" /proc/net/udp; do sleep 0.1; done
+}
+
+echo "$(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg)"
+status=0
+"$XVFB_SH" "$BENCH" paint --rounds "$PAINT_ROUNDS" || status=1
+
+for format in Mono8 BayerRG8; do
+    if [ "$format" = Mono8 ]; then bayer=0; else bayer=3; fi
+    echo
+    start_camsim
+    # The simulator's CPU time over the whole run (fields 14 and 15 of /proc/PID/stat, in
+    # clock ticks), for how much of the machine the sending side takes.
+    before=$(awk '{ print $14 + $15 }' "/proc/$CAMSIM_PID/stat")
+    start=$(date +%s.%N)
+    "$XVFB_SH" "$BENCH" live "$ADDRESS" --pixel-format "$format" --bayer "$bayer" \
+        --seconds "$LIVE_SECONDS" || status=1
+    after=$(awk '{ print $14 + $15 }' "/proc/$CAMSIM_PID/stat")
+    awk -v b="$before" -v a="$after" -v s="$start" -v e="$(date +%s.%N)" -v hz="$(getconf CLK_TCK)" \
+        'BEGIN { printf "korvatin-camsim: %.0f %% of one core over the run\n", 100 * (a - b) / hz / (e - s) }'
+    stop_camsim
+done
+echo "load average at the end $(cut -d' ' -f1-3 /proc/loadavg)"
+exit $status
