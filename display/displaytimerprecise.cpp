@@ -28,6 +28,10 @@ CDisplayTimerPrecise::~CDisplayTimerPrecise() {
 void CDisplayTimerPrecise::start() {
     if (m_thread->isRunning())
         return;
+    // Set here, before the thread exists, rather than by the thread: a stop() right after this
+    // start() could otherwise clear the flag before the new thread sets it, and then wait for
+    // a thread that never ends.
+    m_running = true;
     m_thread->start(QThread::InheritPriority);
 }
 
@@ -50,7 +54,6 @@ uint CDisplayTimerPrecise::interval() {
 }
 
 void CDisplayTimerPrecise::Run() {
-    m_running = true;
     do {
         emit Timeout();
         QThread::msleep(m_intervalMs);

@@ -31,6 +31,6 @@ private:
     void Run();
 
     std::unique_ptr<QThread> m_thread;
-    std::atomic<bool> m_running{false};     // set by the timer thread, cleared by stop()
+    std::atomic<bool> m_running{false};     // set by start(), cleared by stop()
     std::atomic<uint32_t> m_intervalMs{30}; // read by the timer thread before each sleep
 };
