@@ -94,12 +94,14 @@ template <typename T> T saturate(int64_t value) {
     return static_cast<T>(value);
 }
 
+// A value read through a 32-bit accessor. Wider features (MAC addresses, timestamps, 64-bit
+// counters) give their low 32 bits, as a 32-bit register read of them would; only a negative
+// value cannot be an unsigned reading at all.
 template <typename T> T fitting(void* node, int64_t value, const char* typeName) {
-    if (value < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
-        value > static_cast<int64_t>(std::numeric_limits<T>::max()))
+    if (std::numeric_limits<T>::min() == 0 && value < 0)
         fail(node, "value " + std::to_string(value) + " does not fit in " + typeName,
              QRN_ERR_RANGE);
-    return static_cast<T>(value);
+    return static_cast<T>(static_cast<uint32_t>(static_cast<uint64_t>(value)));
 }
 
 std::string numberText(double value) {

@@ -112,6 +112,20 @@ private slots:
         QCOMPARE(visited, expected);
     }
 
+    void wideIntegersReadAsTheirLow32Bits() {
+        CKorvatinCamera camera;
+        camera.Connect(device_, nullptr);
+        // The MAC address is a 48-bit feature: its 32-bit reading is the address' last four
+        // bytes, the 64-bit one the whole address.
+        CKorvatinGenICamNodeT mac = camera.GetNodeByName("GevMACAddress");
+        uint64_t expected = 0;
+        for (uint8_t byte : device_.mac)
+            expected = (expected << 8) | byte;
+        QCOMPARE(uint64_t(mac.GetInt64()), expected);
+        QCOMPARE(mac.GetUInt32(), uint32_t(expected));
+        QVERIFY(expected > 0xFFFFFFFFull);
+    }
+
     void valuesAndCallbacks() {
         CKorvatinCamera camera;
         camera.Connect(device_, nullptr);
