@@ -6,15 +6,21 @@
 #include "connectioncaptions.h"
 #include "ui_mainwindow.h"
 
+#include <devicediscoverythread.h>
 #include <displaytimerprecise.h>
 #include <korvatincameraviewlane.h>
 #include <korvatinframeconverted.h>
+#include <metatypes.h>
+
+#include <korvatin/korvatinexception.h>
+#include <korvatin/korvatinframe.h>
 
 #include <QActionGroup>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QIntValidator>
 #include <QLabel>
+#include <QMessageBox>
 #include <QTimer>
 
 MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
@@ -46,16 +52,26 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->widgetGrabbedFrame->resize(1000, ui->widgetGrabbedFrame->height());
     ui->treeWidgetGenICam->setColumnWidth(0, 250);
     ui->treeWidgetGenICam->setColumnWidth(1, 500);
+    // The central widget's black background cascades to every descendant, the feature editors
+    // placed in the tree included; the tree's own rule covers only the tree. The editors sit in
+    // its viewport, whose white background they inherit instead.
+    ui->treeWidgetGenICam->viewport()->setStyleSheet("background-color: rgb(255, 255, 255);");
 
     m_session = std::make_unique<CKorvatinCameraViewlane>(*m_settings);
+    m_snapshotFrame = new CKorvatinFrame;
+    ui->widgetGrabbedFrame->SetOutputFrame(m_snapshotFrame);
     m_displayTimer = std::make_unique<CDisplayTimerPrecise>();
     connect(m_displayTimer.get(), &CDisplayTimer::Timeout, this, &MainWindow::DisplayThreadTimout,
             Qt::QueuedConnection);
     m_frameRateTimer = new QTimer(this);
     m_frameRateTimer->setInterval(3000);
     connect(m_frameRateTimer, &QTimer::timeout, this, &MainWindow::TimerFrameRateCalTimeout);
-    m_pollingTimer = new QTimer(this);
-    m_pollingTimer->setInterval(1000);
+    m_timerReadonlyNodesPolling = new QTimer(this);
+    m_timerReadonlyNodesPolling->setInterval(1000);
+    connect(m_timerReadonlyNodesPolling, &QTimer::timeout, this,
+            &MainWindow::TimerReadonlyNodesPollingTimeout);
+    connect(this, &MainWindow::CameraConnectCallbackDisconnected, this,
+            &MainWindow::on_CameraConnectCallbackDisconnected, Qt::QueuedConnection);
 
     SetUpStatusBar();
     SetUpToolBar();
@@ -82,14 +98,37 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->checkBox_readonly_nodes_polling->setChecked(false);
     ui->checkBox_display->setChecked(true);
 
+    RegisterCameraMetaTypes();
+    m_discoveryEnabled = true;
+    m_listDevicesSettings.timeoutMs = m_settings->discoveryTimeout;
+    m_listDevicesSettings.interfaceAddress = nullptr;
+    m_listDevicesSettings.broadcast = 0;
+    m_listDevicesSettings.reserved = 0;
+    m_discoveryThread = new DeviceDiscoveryThread(m_listDevicesSettings);
+    connect(m_discoveryThread, &DeviceDiscoveryThread::devicesDiscovered, this,
+            &MainWindow::DevicesDiscovered);
+    m_discoveryThread->start(QThread::InheritPriority);
+
     showMaximized();
 }
 
 MainWindow::~MainWindow() {
+    if (m_connected)
+        DisconnectCamera();
     // The display timer's thread ends before the session and the widgets it reaches go.
     m_displayTimer->stop();
     if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
         m_session->ReturnDisplayFrame(frame);
+    ui->widgetGrabbedFrame->SetOutputFrame(nullptr);
+    ui->widgetGrabbedFrame->SetConversionContext(nullptr);
+    ClearGENiCAMNodeCallbacks();
+    delete m_snapshotFrame;
+    m_snapshotFrame = nullptr;
+    m_session.reset();
+    m_discoveryThread->stop();
+    m_discoveryThread->wait();
+    delete m_discoveryThread;
+    m_displayTimer.reset();
 }
 
 void MainWindow::SetUpStatusBar() {
@@ -330,10 +369,25 @@ void MainWindow::on_pushButton_device_discovery_clicked() {}
 void MainWindow::on_pushButton_about_clicked() {}
 void MainWindow::on_pushButton_recording_settings_clicked() {}
 void MainWindow::on_pushButton_file_save_clicked() {}
-// Record and Stop drive the session's recording once the connection workflow marks the window
-// connected; they are filled in with it.
-void MainWindow::on_pushButton_record_clicked() {}
-void MainWindow::on_pushButton_stop_clicked() {}
+
+void MainWindow::on_pushButton_record_clicked() {
+    if (!m_connected || m_session->IsRecording())
+        return;
+    try {
+        m_session->StartRecording(m_settings->aviFileName.toLocal8Bit().constData(), m_bayerMode,
+                                  m_settings->maxRecordedFrames);
+    } catch (const std::exception& e) {
+        ShowMessage(QString("Fail to start AVi recording: ") + e.what(), this);
+    }
+}
+
+void MainWindow::on_pushButton_stop_clicked() {
+    try {
+        m_session->StopRecording();
+    } catch (const std::exception& e) {
+        ShowMessage(QString("Fail to stop AVi recording: ") + e.what(), this);
+    }
+}
 
 void MainWindow::on_pushButton_clear_dropframecount_clicked() {
     m_session->ClearDroppedFrameCount();
@@ -377,10 +431,10 @@ void MainWindow::on_checkBox_display_toggled(bool checked) {
 
 void MainWindow::on_checkBox_readonly_nodes_polling_toggled(bool checked) {
     ui->actionReadonly_Nodes_Polling->setChecked(checked);
-    // Starting the polling timer needs the feature tree's polling list, which comes with the
-    // feature panel; stopping needs nothing else.
     if (!checked)
-        m_pollingTimer->stop();
+        m_timerReadonlyNodesPolling->stop();
+    else if (!m_readonlyPollingFrames.isEmpty())
+        m_timerReadonlyNodesPolling->start();
 }
 
 void MainWindow::on_checkBox_panMode_toggled(bool checked) {

@@ -2,20 +2,32 @@
 // status bar.
 #pragma once
 
+#include <korvatin/gigevisiondeviceinfo.h>
+#include <korvatin/korvatingenicamnodet.h>
+
+#include <QList>
 #include <QMainWindow>
+#include <QMutex>
+#include <QStringList>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 class CAppSettings;
 class CDisplayTimer;
+class CGENiCAMFrame;
 class CKorvatinCameraViewlane;
+class CKorvatinFrame;
+class CKorvatinGenICamNodeCallbackExt;
+class DeviceDiscoveryThread;
 class QAction;
 class QActionGroup;
 class QComboBox;
 class QIntValidator;
 class QLabel;
 class QTimer;
+class QTreeWidgetItem;
 
 namespace Ui {
 class MainWindow;
@@ -54,19 +66,61 @@ public:
     bool IsConnected() const { return m_connected; }
     // Display ticks that brought a frame since the display was last switched on.
     uint32_t DisplayTicks() const { return m_displayTicks; }
+    CKorvatinCameraViewlane* Session() const { return m_session.get(); }
+    DeviceDiscoveryThread* DiscoveryThread() const { return m_discoveryThread; }
+    QTimer* ReadonlyNodesPollingTimer() const { return m_timerReadonlyNodesPolling; }
+    QTimer* FrameRateTimer() const { return m_frameRateTimer; }
+    const QList<CGENiCAMFrame*>& ReadonlyPollingFrames() const { return m_readonlyPollingFrames; }
+    const QList<CKorvatinGenICamNodeCallbackExt*>& NodeCallbacks() const { return m_nodeCallbacks; }
+    const QStringList& SerialNumbers() const { return m_serialNumbers; }
+
+    // Data roles of the device table's column-0 items and of the feature tree's column 1.
+    static constexpr int DeviceInfoRole = Qt::UserRole + 1; // GigEVisionDeviceInfo
+    static constexpr int ConnectedRole = Qt::UserRole + 2;  // bool: the connected camera's row
+    static constexpr int NodeErrorRole = Qt::UserRole + 3;  // CKorvatinException climbing the tree
+
+    // Shows `text` in a modal message box with a single Ok button; returns when it is closed.
+    static void ShowMessage(const QString& text, QWidget* parent);
+
+    // Disconnects the camera: timers, display, feature tree, captions and counters, then the
+    // session. Harmless when nothing is connected.
+    void DisconnectCamera();
+    // Device-table operations, each under the table's mutex.
+    void RemoveDeviceRow(const GigEVisionDeviceInfo& device);
+    void UncheckConnectedRow();
+    void ClearDeviceList();
+
+    // Rebuilds the feature tree and expands it; rethrows a build error after expanding.
+    void LoadGENiCAMTree();
+    // Rebuilds the feature tree from the camera's root category; a feature whose editor fails
+    // to read its node removes its top-level category and the error is thrown at the end.
+    void BuildGENiCAMTree();
+    void ClearGENiCAMNodeCallbacks();
+    void ClearReadonlyNodesPolling();
 
 signals:
     // True after a successful connect, false by every disconnect; switches the widgets that need
     // a camera.
     void CameraConnect(bool connect);
+    // Emitted by the SDK's connection-loss callback, from any thread; handled queued.
+    void CameraConnectCallbackDisconnected();
 
 public slots:
     // One display tick: show the oldest ready frame, give back the one shown before.
     void DisplayThreadTimout();
     // Every 3 s while connected: capture and display rates and the dropped-frame count.
     void TimerFrameRateCalTimeout();
+    // Fills the device table from one discovery result; frees `deviceInfos`.
+    void DevicesDiscovered(const GigEVisionDeviceInfo* deviceInfos, int count);
+    // One polling tick: refreshes the editors of non-cachable features; stops at the first error.
+    void TimerReadonlyNodesPollingTimeout();
+    // Shows an editor's error, then clears stale replies of the control channel.
+    void GENiCAMNodeErrorOccured(QString message);
 
 private slots:
+    void on_tableWidgetDevices_cellClicked(int row, int column);
+    void on_CameraConnectCallbackDisconnected();
+
     void BayerActionGroupTriggered(QAction* action);
     void FrameRareActionGroupTriggered(QAction* action);
 
@@ -107,13 +161,34 @@ private:
     void ConnectActions();
     void ConnectCameraSwitch();
     void RefreshRateLabels();
+    // Adds `node` (and, for a category, its features) as the last child of `parent`.
+    void AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node);
+    // The connect steps for one clicked row; throws what the connection itself throws.
+    void ConnectRow(int row, const GigEVisionDeviceInfo& device,
+                    std::optional<QString>& streamError);
+
+    static void ConnectionLostCallback(void* context, void* ignored);
 
     std::unique_ptr<CAppSettings> m_settings; // first: every later step reads it
     std::unique_ptr<Ui::MainWindow> ui;
     std::unique_ptr<CKorvatinCameraViewlane> m_session;
     std::unique_ptr<CDisplayTimer> m_displayTimer;
-    QTimer* m_frameRateTimer = nullptr; // 3000 ms while connected
-    QTimer* m_pollingTimer = nullptr;   // 1000 ms read-only feature polling
+    QTimer* m_frameRateTimer = nullptr;            // 3000 ms while connected
+    QTimer* m_timerReadonlyNodesPolling = nullptr; // 1000 ms read-only feature polling
+
+    // The device table: rebuilt, searched and changed only under this mutex.
+    QMutex m_deviceListMutex;
+    bool m_discoveryEnabled = true;
+    ListDevicesSettings m_listDevicesSettings{};
+    char m_interfaceAddress[32] = {};          // the text m_listDevicesSettings may point to
+    QStringList m_serialNumbers;               // of the last discovery result, in arrival order
+    CKorvatinFrame* m_snapshotFrame = nullptr; // conversion target of the display and of saving
+    DeviceDiscoveryThread* m_discoveryThread = nullptr;
+
+    // The feature tree's node-change callbacks (owned) and the editors of non-cachable
+    // features (owned by the tree widget).
+    QList<CKorvatinGenICamNodeCallbackExt*> m_nodeCallbacks;
+    QList<CGENiCAMFrame*> m_readonlyPollingFrames;
 
     QActionGroup* m_bayerGroup = nullptr;
     QActionGroup* m_frameRateGroup = nullptr;

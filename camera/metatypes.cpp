@@ -4,4 +4,5 @@
 void RegisterCameraMetaTypes() {
     qRegisterMetaType<GigEVisionDeviceInfo>("GigEVisionDeviceInfo");
     qRegisterMetaType<const GigEVisionDeviceInfo*>("const GigEVisionDeviceInfo*");
+    qRegisterMetaType<CKorvatinException>("CKorvatinException");
 }

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <korvatin/gigevisiondeviceinfo.h>
+#include <korvatin/korvatinexception.h>
 
 #include <QMetaType>
 
 Q_DECLARE_METATYPE(GigEVisionDeviceInfo)
 Q_DECLARE_METATYPE(const GigEVisionDeviceInfo*)
+Q_DECLARE_METATYPE(CKorvatinException)
 
-// Registers GigEVisionDeviceInfo under its own name, and the pointer type the discovery signal
-// carries. Safe to call any number of times, from any thread.
+// Registers GigEVisionDeviceInfo and CKorvatinException under their own names, and the pointer
+// type the discovery signal carries. Safe to call any number of times, from any thread.
 void RegisterCameraMetaTypes();

@@ -1,0 +1,211 @@
+// The feature tree of the main window: one row per GenICam feature with its editor, the editors'
+// node-change callbacks, the polling of non-cachable features and the editors' error messages.
+#include "mainwindow.h"
+
+#include "ui_mainwindow.h"
+
+#include <genicambooleanframe.h>
+#include <genicamcommandframe.h>
+#include <genicamenumerationframe.h>
+#include <genicamfloatframe.h>
+#include <genicamframe.h>
+#include <genicamsignedint32frame.h>
+#include <genicamstringframe.h>
+#include <genicamunsignedint32frame.h>
+#include <korvatincameraviewlane.h>
+#include <korvatingenicamnodecallbackext.h>
+#include <metatypes.h>
+
+#include <korvatin/korvatinexception.h>
+
+#include <QMessageBox>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include <exception>
+#include <list>
+#include <vector>
+
+namespace {
+
+// Display-name buffers: the root's row and every other row.
+constexpr unsigned long kRootNameSize = 32;
+constexpr unsigned long kNodeNameSize = 64;
+
+QString DisplayNameOf(const CKorvatinGenICamNodeT& node, unsigned long size) {
+    std::vector<char> buffer(size, '\0');
+    node.DisplayName(buffer.data(), size, nullptr);
+    buffer[size - 1] = '\0';
+    return QString::fromUtf8(buffer.data());
+}
+
+// The editor for a node of `type`, or null for a category and for types that get no row.
+CGENiCAMFrame* CreateEditor(QrnParamDataType type, const CKorvatinGenICamNodeT& node) {
+    switch (type) {
+    case QRN_PARAM_UINT32:
+        return new CGENiCAMUnsignedInt32Frame(node);
+    case QRN_PARAM_INT32:
+        return new CGENiCAMSignedInt32Frame(node);
+    case QRN_PARAM_BOOLEAN:
+        return new CGENiCAMBooleanFrame(node);
+    case QRN_PARAM_COMMAND:
+        return new CGENiCAMCommandFrame(node);
+    case QRN_PARAM_FLOAT:
+        return new CGENiCAMFloatFrame(node);
+    case QRN_PARAM_STRING:
+        return new CGENiCAMStringFrame(node);
+    case QRN_PARAM_ENUMERATION:
+        return new CGENiCAMEnumerationFrame(node);
+    default:
+        return nullptr;
+    }
+}
+
+// Editors whose node changes are followed through a callback object.
+bool FollowsNodeChanges(QrnParamDataType type) {
+    return type == QRN_PARAM_UINT32 || type == QRN_PARAM_INT32 || type == QRN_PARAM_FLOAT ||
+           type == QRN_PARAM_STRING;
+}
+
+} // namespace
+
+void MainWindow::LoadGENiCAMTree() {
+    std::exception_ptr error;
+    try {
+        BuildGENiCAMTree();
+    } catch (const std::exception&) {
+        error = std::current_exception();
+    }
+    ui->treeWidgetGenICam->expandAll();
+    if (error)
+        std::rethrow_exception(error);
+}
+
+void MainWindow::BuildGENiCAMTree() {
+    CKorvatinGenICamNodeT root = m_session->GetGENiCAMRoot();
+    if (root.DataType() != QRN_PARAM_CATEGORY)
+        return;
+
+    ClearGENiCAMNodeCallbacks();
+    auto* rootItem = new QTreeWidgetItem(0);
+    rootItem->setText(0, DisplayNameOf(root, kRootNameSize));
+    ClearReadonlyNodesPolling();
+    ui->treeWidgetGenICam->clear();
+    ui->treeWidgetGenICam->addTopLevelItem(rootItem);
+
+    std::list<CKorvatinGenICamNodeT> features;
+    root.GetCategoryFeatures(&features);
+    for (const CKorvatinGenICamNodeT& feature : features)
+        AddGENiCAMNode(rootItem, feature);
+
+    if (ui->checkBox_readonly_nodes_polling->isChecked() && !m_readonlyPollingFrames.isEmpty())
+        m_timerReadonlyNodesPolling->start();
+
+    const QVariant error = rootItem->data(1, NodeErrorRole);
+    if (error.isValid() && !error.isNull())
+        throw error.value<CKorvatinException>();
+}
+
+void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node) {
+    const QString name = DisplayNameOf(node, kNodeNameSize);
+    const QrnParamDataType type = node.DataType();
+    if (type == QRN_PARAM_ENUMENTRY || int(type) > int(QRN_PARAM_CATEGORY))
+        return;
+
+    const bool attachedAtOnce = type == QRN_PARAM_STRING || type == QRN_PARAM_CATEGORY;
+    auto* item = attachedAtOnce ? new QTreeWidgetItem(parent) : new QTreeWidgetItem;
+
+    // Creating an editor or its callback reads the node too (display name, access mode).
+    CGENiCAMFrame* editor = nullptr;
+    CKorvatinGenICamNodeCallbackExt* callback = nullptr;
+    try {
+        editor = CreateEditor(type, node);
+        if (editor && FollowsNodeChanges(type)) {
+            callback = new CKorvatinGenICamNodeCallbackExt(node, editor);
+            m_nodeCallbacks.append(callback);
+        }
+    } catch (const CKorvatinException& e) {
+        parent->setData(1, NodeErrorRole, QVariant::fromValue(e));
+        delete editor;
+        delete item;
+        return;
+    }
+
+    if (type == QRN_PARAM_CATEGORY) {
+        std::list<CKorvatinGenICamNodeT> features;
+        node.GetCategoryFeatures(&features);
+        for (const CKorvatinGenICamNodeT& feature : features) {
+            AddGENiCAMNode(item, feature);
+            const QVariant error = item->data(1, NodeErrorRole);
+            if (error.isValid() && !error.isNull()) {
+                parent->setData(1, NodeErrorRole, error);
+                delete item;
+                return;
+            }
+        }
+    }
+
+    if (editor) {
+        connect(editor, &CGENiCAMFrame::GENiCAMNodeError, this,
+                &MainWindow::GENiCAMNodeErrorOccured, Qt::QueuedConnection);
+        try {
+            editor->InitFromNode();
+            editor->UpdateFromNode();
+        } catch (const CKorvatinException& e) {
+            parent->setData(1, NodeErrorRole, QVariant::fromValue(e));
+            // The callback would otherwise keep pointing at the editor deleted here.
+            if (callback) {
+                m_nodeCallbacks.removeOne(callback);
+                delete callback;
+            }
+            delete item;
+            delete editor;
+            return;
+        }
+    }
+
+    item->setText(0, name);
+    if (!attachedAtOnce)
+        parent->addChild(item);
+
+    if (editor) {
+        if (!node.IsCachable())
+            m_readonlyPollingFrames.append(editor);
+        ui->treeWidgetGenICam->setItemWidget(item, 1, editor);
+    }
+}
+
+void MainWindow::ClearGENiCAMNodeCallbacks() {
+    qDeleteAll(m_nodeCallbacks);
+    m_nodeCallbacks.clear();
+}
+
+void MainWindow::ClearReadonlyNodesPolling() {
+    m_timerReadonlyNodesPolling->stop();
+    m_readonlyPollingFrames.clear();
+}
+
+void MainWindow::TimerReadonlyNodesPollingTimeout() {
+    const QList<CGENiCAMFrame*> editors = m_readonlyPollingFrames;
+    for (CGENiCAMFrame* editor : editors) {
+        try {
+            editor->UpdateFromNode();
+        } catch (const CKorvatinException&) {
+            // Polling stays off until it is switched on again or the tree is rebuilt.
+            m_timerReadonlyNodesPolling->stop();
+            return;
+        }
+    }
+}
+
+void MainWindow::GENiCAMNodeErrorOccured(QString message) {
+    QMessageBox box(this);
+    box.setText(message);
+    box.setStandardButtons(QMessageBox::Ok);
+    box.exec();
+    try {
+        m_session->ClearGvcpReplyBuffer();
+    } catch (const CKorvatinException&) {
+        // Nothing stale to clear is as good as a cleared buffer.
+    }
+}

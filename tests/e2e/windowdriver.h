@@ -1,0 +1,144 @@
+// Drives the whole main window as a user does: settings file, clicks on device rows, the message
+// boxes it shows, the feature editors in its tree.
+#pragma once
+
+#include "mainwindow.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QFile>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPointer>
+#include <QSet>
+#include <QStatusBar>
+#include <QTableWidget>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include <memory>
+
+namespace e2e {
+
+// Writes a settings file with a short discovery time-out (so that discovery passes follow each
+// other quickly), XML programming offered (so that all 25 camera-switched widgets exist), and
+// `extraHost` lines appended to the [host] group and `extraGroups` after it; returns its path.
+inline QString WriteSettings(const QString& path, const QByteArray& extraHost = QByteArray(),
+                             const QByteArray& extraGroups = QByteArray()) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return QString();
+    file.write("[host]\ndiscoveryTimeout=300\nshowDropFrame=true\nprogramXML=true\n" + extraHost +
+               "\n" + extraGroups);
+    return path;
+}
+
+// Answers every message box the window opens with Ok and keeps their texts, in order.
+class MessageBoxWatcher : public QObject {
+public:
+    MessageBoxWatcher() {
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box || m_seen.contains(box))
+                return;
+            m_seen.insert(box);
+            texts.append(box->text());
+            if (QAbstractButton* ok = box->button(QMessageBox::Ok))
+                ok->click();
+            else
+                box->accept();
+        });
+        m_timer.start(10);
+    }
+    QStringList texts;
+
+private:
+    QTimer m_timer;
+    QSet<QObject*> m_seen;
+};
+
+inline QTableWidget* Table(MainWindow& window) {
+    return window.findChild<QTableWidget*>("tableWidgetDevices");
+}
+
+inline QTreeWidget* Tree(MainWindow& window) {
+    return window.findChild<QTreeWidget*>("treeWidgetGenICam");
+}
+
+// Clicks the middle of the cell in `row`, `column` of the device table.
+inline void ClickRow(MainWindow& window, int row, int column = 1) {
+    QTableWidget* table = Table(window);
+    const QRect cell = table->visualRect(table->model()->index(row, column));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
+}
+
+// The row whose "Ip Address" cell shows `address`, or -1.
+inline int RowOf(MainWindow& window, const QString& address) {
+    QTableWidget* table = Table(window);
+    for (int row = 0; row < table->rowCount(); ++row)
+        if (table->item(row, 2) && table->item(row, 2)->text() == address)
+            return row;
+    return -1;
+}
+
+// The connection caption shown in the status bar.
+inline QString ConnectionCaption(MainWindow& window) {
+    const QList<QLabel*> labels = window.statusBar()->findChildren<QLabel*>();
+    for (QLabel* label : labels)
+        if (label->text() == "Connected" || label->text() == "Not Connected")
+            return label->text();
+    return QString();
+}
+
+// The editor widget of the first tree row named `displayName`, or null.
+inline QWidget* EditorOf(MainWindow& window, const QString& displayName) {
+    QTreeWidget* tree = Tree(window);
+    const QList<QTreeWidgetItem*> items =
+        tree->findItems(displayName, Qt::MatchExactly | Qt::MatchRecursive, 0);
+    return items.isEmpty() ? nullptr : tree->itemWidget(items.first(), 1);
+}
+
+// The 25 widgets and actions switched by CameraConnect, by object name.
+inline const QStringList& CameraSwitchedNames() {
+    static const QStringList names = {"pushButton_ip_configuration",
+                                      "actionIp_Configuration",
+                                      "pushButton_program_LUT",
+                                      "actionProgram_LUT",
+                                      "pushButton_firmware_upgrade",
+                                      "actionFirmware_Upgrade",
+                                      "pushButton_programXML",
+                                      "actionProgram_XML",
+                                      "pushButton_genIcamXmlLoad",
+                                      "actionLoad_XML_File",
+                                      "pushButton_saveDeviceSettings",
+                                      "actionSave_Device_Settings",
+                                      "pushButton_loadDeviceSettings",
+                                      "actionLoad_Device_Settings",
+                                      "pushButton_file_save",
+                                      "actionSave_Image",
+                                      "comboBox_bayer",
+                                      "pushButton_zoomin",
+                                      "actionZoom_In",
+                                      "pushButton_zoomout",
+                                      "actionZoom_Out",
+                                      "pushButton_zoomresetview",
+                                      "actionZoom_ResetView",
+                                      "pushButton_clear_dropframecount",
+                                      "actionClear_Dropframe_Count"};
+    return names;
+}
+
+// How many of the 25 camera-switched widgets and actions are enabled.
+inline int EnabledSwitchedCount(MainWindow& window) {
+    int enabled = 0;
+    for (const QString& name : CameraSwitchedNames()) {
+        if (auto* widget = window.findChild<QWidget*>(name))
+            enabled += widget->isEnabled() ? 1 : 0;
+        else if (auto* action = window.findChild<QAction*>(name))
+            enabled += action->isEnabled() ? 1 : 0;
+    }
+    return enabled;
+}
+
+} // namespace e2e
