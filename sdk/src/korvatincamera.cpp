@@ -263,20 +263,33 @@ void CKorvatinCamera::GetParamAttr(const char* name, QrnParamAttribute* attribut
     node.DisplayName(attribute->displayName, sizeof attribute->displayName, nullptr);
 }
 
+namespace {
+
+// The camera's PayloadSize; 0 when not connected or when the camera has none (a stream buffer is
+// then sized from its frame alone).
+size_t readPayloadSize(CKorvatinCamera& camera) {
+    if (!camera.IsConnected())
+        return 0;
+    try {
+        return camera.GetNodeByName("PayloadSize").GetUInt32();
+    } catch (const CKorvatinException&) {
+        return 0;
+    }
+}
+
+} // namespace
+
 QRN_ERROR CKorvatinCamera::AllocateFrameBuffer(CKorvatinFrame* frame, int kind) {
     if (frame == nullptr || (kind != 0 && kind != 1))
         return QRN_ERR_INVALID;
     if (kind == 0)
         return stream_->Allocate(frame, korvatin::StreamChannel::Kind::Conversion, 0);
-    // A stream buffer must hold whatever the camera sends: at least its PayloadSize.
+    // A stream buffer must hold whatever the camera sends: at least its PayloadSize. While a
+    // stream runs, the value read when it started: a buffer allocated right after StartStream
+    // then costs no round trip to the camera, which is already sending.
     size_t payloadSize = 0;
-    if (connection_) {
-        try {
-            payloadSize = GetNodeByName("PayloadSize").GetUInt32();
-        } catch (const CKorvatinException&) {
-            payloadSize = 0; // a camera without PayloadSize: the frame's own size is used
-        }
-    }
+    if (!stream_->StreamPayloadSize(&payloadSize))
+        payloadSize = readPayloadSize(*this);
     return stream_->Allocate(frame, korvatin::StreamChannel::Kind::Stream, payloadSize);
 }
 
@@ -288,7 +301,7 @@ QRN_ERROR CKorvatinCamera::StartStream(void*) {
     if (!connection_)
         return QRN_ERR_NOT_CONNECTED;
     try {
-        stream_->Start(connection_->Device(), connection_->Description());
+        stream_->Start(connection_->Device(), connection_->Description(), readPayloadSize(*this));
     } catch (const CKorvatinException& e) {
         return e.Code() != QRN_OK ? e.Code() : QRN_ERR_IO;
     }

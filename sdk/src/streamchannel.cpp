@@ -146,8 +146,8 @@ QRN_ERROR StreamChannel::Release(CKorvatinFrame* frame) {
     return QRN_OK;
 }
 
-void StreamChannel::Start(ArvDevice* device,
-                          const std::shared_ptr<GenicamDescription>& description) {
+void StreamChannel::Start(ArvDevice* device, const std::shared_ptr<GenicamDescription>& description,
+                          size_t payloadSize) {
     std::lock_guard<std::mutex> control(controlMutex_);
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -172,6 +172,7 @@ void StreamChannel::Start(ArvDevice* device,
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stream_ = std::move(stream);
+        streamPayloadSize_ = payloadSize;
         for (auto& entry : buffers_) {
             Buffer* buffer = entry.second.get();
             if (buffer->queued && !buffer->released)
@@ -296,6 +297,14 @@ QRN_ERROR StreamChannel::Receive(CKorvatinFrame* frame, uint32_t timeoutMs) {
         if (Clock::now() >= deadline)
             return QRN_ERR_TIMEOUT;
     }
+}
+
+bool StreamChannel::StreamPayloadSize(size_t* size) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!stream_)
+        return false;
+    *size = streamPayloadSize_;
+    return true;
 }
 
 uint64_t StreamChannel::LostTotal() {

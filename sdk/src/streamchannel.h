@@ -43,12 +43,17 @@ public:
     QRN_ERROR Release(CKorvatinFrame* frame);
 
     // Creates the stream channel on `device` (Aravis negotiates the packet size), hands it every
-    // queued buffer, then executes AcquisitionStart. Throws CKorvatinException on failure.
-    void Start(ArvDevice* device, const std::shared_ptr<GenicamDescription>& description);
+    // queued buffer, then executes AcquisitionStart. `payloadSize` is the camera's PayloadSize
+    // (0 when unknown), kept for StreamPayloadSize while the stream is open. Throws
+    // CKorvatinException on failure.
+    void Start(ArvDevice* device, const std::shared_ptr<GenicamDescription>& description,
+               size_t payloadSize);
     // Executes AcquisitionStop (when `description` is given and attached), then closes the
     // stream. Buffers that were queued stay queued for the next Start.
     void Stop(const std::shared_ptr<GenicamDescription>& description);
     bool IsStreaming();
+    // While the stream is open: true, with the PayloadSize given to Start in `size`.
+    bool StreamPayloadSize(size_t* size);
 
     QRN_ERROR Queue(CKorvatinFrame* frame);
     // Waits up to `timeoutMs` for a complete image. Incomplete images go straight back to the
@@ -79,7 +84,8 @@ private:
     std::unordered_map<uint64_t, std::unique_ptr<Buffer>> buffers_;
     std::unordered_map<ArvBuffer*, Buffer*> byArvBuffer_;
     GObjectRef<ArvStream> stream_;
-    int receivers_ = 0; // Receive calls waiting on stream_ without the lock
+    size_t streamPayloadSize_ = 0; // given to Start; meaningful while stream_ is set
+    int receivers_ = 0;            // Receive calls waiting on stream_ without the lock
     uint64_t lostInClosedStreams_ = 0;
     uint64_t lostAtClear_ = 0;
 };
