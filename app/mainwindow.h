@@ -161,8 +161,11 @@ private:
     void ConnectActions();
     void ConnectCameraSwitch();
     void RefreshRateLabels();
-    // Adds `node` (and, for a category, its features) as the last child of `parent`.
+    // Adds `node` (and, for a category, its features) as the last child of `parent`; its editor
+    // waits in m_pendingEditors until the tree build places it.
     void AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node);
+    // Deletes the pending editors from index `first` on, with their callbacks and polling.
+    void DropPendingEditorsFrom(qsizetype first);
     // The connect steps for one clicked row; throws what the connection itself throws.
     void ConnectRow(int row, const GigEVisionDeviceInfo& device,
                     std::optional<QString>& streamError);
@@ -189,6 +192,8 @@ private:
     // features (owned by the tree widget).
     QList<CKorvatinGenICamNodeCallbackExt*> m_nodeCallbacks;
     QList<CGENiCAMFrame*> m_readonlyPollingFrames;
+    // Rows built by the running tree build and the editors to place in their column 1.
+    QList<QPair<QTreeWidgetItem*, CGENiCAMFrame*>> m_pendingEditors;
 
     QActionGroup* m_bayerGroup = nullptr;
     QActionGroup* m_frameRateGroup = nullptr;

@@ -40,22 +40,23 @@ QString DisplayNameOf(const CKorvatinGenICamNodeT& node, unsigned long size) {
 }
 
 // The editor for a node of `type`, or null for a category and for types that get no row.
-CGENiCAMFrame* CreateEditor(QrnParamDataType type, const CKorvatinGenICamNodeT& node) {
+CGENiCAMFrame* CreateEditor(QrnParamDataType type, const CKorvatinGenICamNodeT& node,
+                            QWidget* parent) {
     switch (type) {
     case QRN_PARAM_UINT32:
-        return new CGENiCAMUnsignedInt32Frame(node);
+        return new CGENiCAMUnsignedInt32Frame(node, parent);
     case QRN_PARAM_INT32:
-        return new CGENiCAMSignedInt32Frame(node);
+        return new CGENiCAMSignedInt32Frame(node, parent);
     case QRN_PARAM_BOOLEAN:
-        return new CGENiCAMBooleanFrame(node);
+        return new CGENiCAMBooleanFrame(node, parent);
     case QRN_PARAM_COMMAND:
-        return new CGENiCAMCommandFrame(node);
+        return new CGENiCAMCommandFrame(node, parent);
     case QRN_PARAM_FLOAT:
-        return new CGENiCAMFloatFrame(node);
+        return new CGENiCAMFloatFrame(node, parent);
     case QRN_PARAM_STRING:
-        return new CGENiCAMStringFrame(node);
+        return new CGENiCAMStringFrame(node, parent);
     case QRN_PARAM_ENUMERATION:
-        return new CGENiCAMEnumerationFrame(node);
+        return new CGENiCAMEnumerationFrame(node, parent);
     default:
         return nullptr;
     }
@@ -91,12 +92,26 @@ void MainWindow::BuildGENiCAMTree() {
     rootItem->setText(0, DisplayNameOf(root, kRootNameSize));
     ClearReadonlyNodesPolling();
     ui->treeWidgetGenICam->clear();
-    ui->treeWidgetGenICam->addTopLevelItem(rootItem);
 
+    // The rows are built while the root is not yet in the tree widget and the editors are
+    // placed once it is: each row inserted into a tree that already holds editors would update
+    // every editor's model index, which makes a tree of a thousand features quadratic.
+    m_pendingEditors.clear();
     std::list<CKorvatinGenICamNodeT> features;
     root.GetCategoryFeatures(&features);
     for (const CKorvatinGenICamNodeT& feature : features)
         AddGENiCAMNode(rootItem, feature);
+    ui->treeWidgetGenICam->addTopLevelItem(rootItem);
+    // Placed into a hidden viewport, the editors are laid out and polished once, when it is
+    // shown again, rather than one by one.
+    QWidget* viewport = ui->treeWidgetGenICam->viewport();
+    const bool viewportVisible = viewport->isVisible();
+    viewport->hide();
+    for (const auto& [item, editor] : m_pendingEditors)
+        ui->treeWidgetGenICam->setItemWidget(item, 1, editor);
+    m_pendingEditors.clear();
+    if (viewportVisible)
+        viewport->show();
 
     if (ui->checkBox_readonly_nodes_polling->isChecked() && !m_readonlyPollingFrames.isEmpty())
         m_timerReadonlyNodesPolling->start();
@@ -104,6 +119,19 @@ void MainWindow::BuildGENiCAMTree() {
     const QVariant error = rootItem->data(1, NodeErrorRole);
     if (error.isValid() && !error.isNull())
         throw error.value<CKorvatinException>();
+}
+
+void MainWindow::DropPendingEditorsFrom(qsizetype first) {
+    for (qsizetype i = first; i < m_pendingEditors.size(); ++i) {
+        CGENiCAMFrame* editor = m_pendingEditors[i].second;
+        m_readonlyPollingFrames.removeOne(editor);
+        for (qsizetype c = m_nodeCallbacks.size() - 1; c >= 0; --c) {
+            if (m_nodeCallbacks[c]->Editor() == editor)
+                delete m_nodeCallbacks.takeAt(c);
+        }
+        delete editor;
+    }
+    m_pendingEditors.resize(first);
 }
 
 void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node) {
@@ -119,7 +147,10 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
     CGENiCAMFrame* editor = nullptr;
     CKorvatinGenICamNodeCallbackExt* callback = nullptr;
     try {
-        editor = CreateEditor(type, node);
+        // Created in the tree's viewport, where it ends up: a widget moved there from outside
+        // takes the window's style sheets over, which repolishes all its controls (and makes
+        // every combo box build its popup) once more.
+        editor = CreateEditor(type, node, ui->treeWidgetGenICam->viewport());
         if (editor && FollowsNodeChanges(type)) {
             callback = new CKorvatinGenICamNodeCallbackExt(node, editor);
             m_nodeCallbacks.append(callback);
@@ -132,6 +163,7 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
     }
 
     if (type == QRN_PARAM_CATEGORY) {
+        const qsizetype firstPending = m_pendingEditors.size();
         std::list<CKorvatinGenICamNodeT> features;
         node.GetCategoryFeatures(&features);
         for (const CKorvatinGenICamNodeT& feature : features) {
@@ -139,6 +171,8 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
             const QVariant error = item->data(1, NodeErrorRole);
             if (error.isValid() && !error.isNull()) {
                 parent->setData(1, NodeErrorRole, error);
+                // The editors of the rows going with the category were not placed yet.
+                DropPendingEditorsFrom(firstPending);
                 delete item;
                 return;
             }
@@ -171,7 +205,7 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
     if (editor) {
         if (!node.IsCachable())
             m_readonlyPollingFrames.append(editor);
-        ui->treeWidgetGenICam->setItemWidget(item, 1, editor);
+        m_pendingEditors.append({item, editor});
     }
 }
 
