@@ -5,6 +5,7 @@
 
 #include "uitesthelpers.h"
 
+#include <displaytimer.h>
 #include <korvatincameraviewlane.h>
 #include <qwidgetgrabbedframe.h>
 #include <simulatorprocess.h>
@@ -12,6 +13,8 @@
 
 #include <korvatin/gigevisiondeviceinfo.h>
 
+#include <QCheckBox>
+#include <QComboBox>
 #include <QLineEdit>
 #include <QRegularExpression>
 #include <QSlider>
@@ -163,6 +166,58 @@ private slots:
         QVERIFY(!window->Session()->IsGrabbing());
         QVERIFY(!Display(*window)->Image());
         QVERIFY(boxes.texts.isEmpty());
+    }
+
+    void displaySwitchAndPixelFormatFollowTheStream() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.7.70", "--width", "640", "--height", "480"}),
+                 qPrintable(sim.errorString()));
+        auto window = OpenWindow(1);
+        QVERIFY(window);
+        MessageBoxWatcher boxes;
+        ClickRow(*window, 0);
+        QVERIFY(window->IsConnected());
+        CQwidgetGrabbedFrame* display = Display(*window);
+        QTRY_VERIFY_WITH_TIMEOUT(display->PaintedFrameCount() > 3, kFrameWaitMs);
+        QCOMPARE(display->Image()->format(), QImage::Format_Indexed8);
+
+        // Display off: the timer stops, the shown frame goes back, capture goes on and the
+        // frames waiting for the display stay at two.
+        auto* displaySwitch = window->findChild<QCheckBox*>("checkBox_display");
+        displaySwitch->setChecked(false);
+        QVERIFY(!window->DisplayTimer()->isActive());
+        QVERIFY(!display->CurrentFrame());
+        QVERIFY(!window->findChild<QAction*>("actionDisplay_Frame")->isChecked());
+        const uint32_t painted = display->PaintedFrameCount();
+        const uint32_t grabbed = window->Session()->grabbedFrameCount.load();
+        QTest::qWait(1000);
+        QVERIFY(window->Session()->grabbedFrameCount.load() > grabbed + 10);
+        QCOMPARE(display->PaintedFrameCount(), painted);
+        QVERIFY(window->Session()->Pipeline().readyConvertedFrames.size() <=
+                CKorvatinCameraViewlane::kMaxReadyConvertedFrames);
+
+        // Display on: counting starts again from 0 and frames are shown again.
+        displaySwitch->setChecked(true);
+        QVERIFY(window->DisplayTimer()->isActive());
+        QVERIFY(display->PaintedFrameCount() < painted);
+        QTRY_VERIFY_WITH_TIMEOUT(display->PaintedFrameCount() > 3, kFrameWaitMs);
+
+        // A pixel format chosen in its editor: the image turns to colour.
+        auto* format = EditorOf(*window, "Pixel Format")->findChild<QComboBox*>("comboBox");
+        QVERIFY(format);
+        QCOMPARE(format->currentText(), QString("Mono8"));
+        const int rgb = format->findText("RGB8");
+        QVERIFY(rgb >= 0);
+        format->setCurrentIndex(rgb);
+        emit format->textActivated("RGB8");
+        char entry[64] = {};
+        window->Session()->GetNodeByName("PixelFormat").GetEnum(entry, sizeof entry, nullptr);
+        QCOMPARE(QString(entry), QString("RGB8"));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            display->Image() && display->Image()->format() == QImage::Format_RGB888, kFrameWaitMs);
+        QVERIFY(boxes.texts.isEmpty());
+        ClickRow(*window, 0);
+        QVERIFY(!window->IsConnected());
     }
 
     void clickOnAnotherRowMovesTheConnection() {
