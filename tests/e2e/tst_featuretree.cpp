@@ -16,6 +16,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -251,6 +252,67 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!window->ReadonlyNodesPollingTimer()->isActive(), 10000);
         QTest::qWait(1500);
         QVERIFY(boxes.texts.isEmpty());
+        QVERIFY(window->IsConnected());
+    }
+
+    void namesAreCutToTheirBuffersAndEntryOnlyCategoriesStayEmpty() {
+        // A root display name of 40 characters, and a category whose features are all
+        // enumeration entries.
+        const QString path = m_dir.filePath("names.xml");
+        const QString entries = "  <Category Name=\"OnlyEntries\">\n"
+                                "    <DisplayName>Only Entries</DisplayName>\n"
+                                "    <pFeature>Mono8</pFeature>\n    <pFeature>Mono10</pFeature>\n"
+                                "  </Category>\n";
+        QVERIFY(WriteExtendedDescription(path, "    <pFeature>OnlyEntries</pFeature>\n", entries));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QString xml = QString::fromUtf8(file.readAll());
+        file.close();
+        const QString longRoot = "Root of a camera with a long display name";
+        QVERIFY(xml.contains("<DisplayName>Root</DisplayName>"));
+        xml.replace("<DisplayName>Root</DisplayName>",
+                    "<DisplayName>" + longRoot + "</DisplayName>");
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(xml.toUtf8());
+        file.close();
+
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.8.50", "--description", path}),
+                 qPrintable(sim.errorString()));
+        auto window = Connect();
+        QVERIFY(window);
+        QTreeWidgetItem* root = Tree(*window)->topLevelItem(0);
+        QCOMPARE(root->text(0), longRoot.left(31));
+        QTreeWidgetItem* onlyEntries = nullptr;
+        for (int i = 0; i < root->childCount(); ++i)
+            if (root->child(i)->text(0) == "Only Entries")
+                onlyEntries = root->child(i);
+        QVERIFY(onlyEntries);
+        QCOMPARE(onlyEntries->childCount(), 0);
+        QVERIFY(!Tree(*window)->itemWidget(onlyEntries, 1));
+    }
+
+    void twoEditorErrorsGiveTwoMessages() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.8.60"}), qPrintable(sim.errorString()));
+        auto window = Connect();
+        QVERIFY(window);
+        MessageBoxWatcher boxes;
+        // Trigger Software is not available while TriggerMode is Off: each click is refused.
+        QWidget* trigger = EditorOf(*window, "Trigger Software");
+        QVERIFY(trigger);
+        auto* button = trigger->findChild<QPushButton*>("pushButton");
+        QVERIFY(button);
+        QCOMPARE(button->text(), QString("Trigger Software"));
+        button->click();
+        button->click();
+        // Queued: nothing is shown inside the click.
+        QVERIFY(boxes.texts.isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(boxes.texts.size(), 2, 5000);
+        for (const QString& text : boxes.texts)
+            QVERIFY2(text.startsWith("Trigger Software : "), qPrintable(text));
+        // The control channel still answers after the clears.
+        QVERIFY(window->Session()->GetNodeByName("Width").GetUInt32() > 0);
         QVERIFY(window->IsConnected());
     }
 
