@@ -308,6 +308,10 @@ void MainWindow::FrameRareActionGroupTriggered(QAction* action) {
 }
 
 void MainWindow::DisplayThreadTimout() {
+    // A tick emitted just before the timer was stopped may still be queued: once the display is
+    // switched off or the camera disconnected, it must not bring a frame back.
+    if (!m_displayTimer->isActive())
+        return;
     CKorvatinFrameConverted* frame = m_session->TakeDisplayFrame();
     if (!frame)
         return;

@@ -168,7 +168,7 @@ private slots:
         QVERIFY(boxes.texts.isEmpty());
     }
 
-    void displaySwitchAndPixelFormatFollowTheStream() {
+    void displaySwitchLutAndPixelFormatFollowTheStream() {
         SimulatorProcess sim;
         QVERIFY2(sim.startCamsim({"--address", "127.0.7.70", "--width", "640", "--height", "480"}),
                  qPrintable(sim.errorString()));
@@ -201,6 +201,36 @@ private slots:
         QVERIFY(window->DisplayTimer()->isActive());
         QVERIFY(display->PaintedFrameCount() < painted);
         QTRY_VERIFY_WITH_TIMEOUT(display->PaintedFrameCount() > 3, kFrameWaitMs);
+
+        // The look-up table: entry 400 (grey level 100) set to 0 and the table switched on; no
+        // pixel of level 100 is shown any more.
+        auto countLevel = [&](int level) {
+            const QImage* image = display->Image();
+            int count = 0;
+            for (int y = 0; y < image->height(); ++y) {
+                const uchar* row = image->constScanLine(y);
+                for (int x = 0; x < image->width(); ++x)
+                    count += row[x] == level ? 1 : 0;
+            }
+            return count;
+        };
+        QVERIFY(countLevel(100) > 0);
+        auto enterText = [](QWidget* editor, const QString& text) {
+            auto* line = editor->findChild<QLineEdit*>("lineEdit");
+            line->setFocus();
+            line->selectAll();
+            QTest::keyClicks(line, text);
+            QTest::keyClick(line, Qt::Key_Return);
+        };
+        enterText(EditorOf(*window, "LUT Index"), "400");
+        enterText(EditorOf(*window, "LUT Value"), "0");
+        EditorOf(*window, "LUT Enable")->findChild<QCheckBox*>("checkBox")->click();
+        QVERIFY(window->Session()->GetNodeByName("LUTEnable").GetBool());
+        QTRY_VERIFY_WITH_TIMEOUT(countLevel(100) == 0, kFrameWaitMs);
+        QTest::qWait(200);
+        QCOMPARE(countLevel(100), 0);
+        EditorOf(*window, "LUT Enable")->findChild<QCheckBox*>("checkBox")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(countLevel(100) > 0, kFrameWaitMs);
 
         // A pixel format chosen in its editor: the image turns to colour.
         auto* format = EditorOf(*window, "Pixel Format")->findChild<QComboBox*>("comboBox");
