@@ -58,11 +58,21 @@ private slots:
 
 private:
     Run cli(const QStringList& arguments);
+    // A settings file in the test's folder that sets the number of stream buffers; its path.
+    QString bufferSettings(const QString& name, int buffers);
     void verifyOneErrorLine(const Run& run, const QString& expectedPart);
 
     SimulatorProcess camsim_;
     QTemporaryDir dir_;
 };
+
+QString TestViewlaneCliStream::bufferSettings(const QString& name, int buffers) {
+    const QString path = dir_.filePath(name);
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(QString("[resource]\nallocatedBuffersCount=%1\n").arg(buffers).toUtf8());
+    return path;
+}
 
 void TestViewlaneCliStream::initTestCase() {
     if (!TestNetwork::isIsolated())
@@ -121,11 +131,7 @@ void TestViewlaneCliStream::grabReceivesTheFramesAskedForAndPrintsTheFourFigures
     // at 100 frames/s, which a machine busy with a parallel test run can stall the grab thread
     // for. 40 buffers queue 33, 330 ms, so that no frame is lost unless the machine stalls it for a
     // third of a second.
-    const QString settings = dir_.filePath("stream-slack.ini");
-    QFile file(settings);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[resource]\nallocatedBuffersCount=40\n");
-    file.close();
+    const QString settings = bufferSettings("stream-slack.ini", 40);
     const Run run = cli({"grab", kAddress, "--frames", "50", "--settings", settings});
     QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
     QVERIFY2(run.errLines.isEmpty(), qPrintable(run.errLines.join(" | ")));
@@ -156,11 +162,7 @@ void TestViewlaneCliStream::grabWithPixelFormatStreamsThatFormat() {
 }
 
 void TestViewlaneCliStream::grabWithASettingsFileUsesItsBufferCount() {
-    const QString settings = dir_.filePath("few-buffers.ini");
-    QFile file(settings);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[resource]\nallocatedBuffersCount=5\n");
-    file.close();
+    const QString settings = bufferSettings("few-buffers.ini", 5);
     const Run run = cli({"grab", kAddress, "--frames", "5", "--settings", settings});
     verifyOneErrorLine(run, "Too few buffers have been allocated. A minimum of 8 buffers should "
                             "be allocated.");
@@ -317,11 +319,7 @@ void TestViewlaneCliStream::grabAndRecordWorkWithAravisSimulator() {
     SimulatorProcess fake;
     QVERIFY2(fake.startAravisFake("127.0.5.32", "CLISTREAM32"), qPrintable(fake.errorString()));
     // As above: enough buffers queued that a busy machine does not make the grab lose frames.
-    const QString settings = dir_.filePath("fake-slack.ini");
-    QFile file(settings);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[resource]\nallocatedBuffersCount=40\n");
-    file.close();
+    const QString settings = bufferSettings("fake-slack.ini", 40);
     const Run grab = cli({"grab", "CLISTREAM32", "--frames", "10", "--settings", settings});
     QVERIFY2(grab.exitCode == 0, qPrintable(grab.errLines.join(" | ")));
     QVERIFY2(figure(grab.out, "frames received") >= 10, qPrintable(grab.out));

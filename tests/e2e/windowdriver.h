@@ -3,6 +3,7 @@
 #pragma once
 
 #include "mainwindow.h"
+#include "uitesthelpers.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -99,40 +100,10 @@ inline QWidget* EditorOf(MainWindow& window, const QString& displayName) {
     return items.isEmpty() ? nullptr : tree->itemWidget(items.first(), 1);
 }
 
-// The 25 widgets and actions switched by CameraConnect, by object name.
-inline const QStringList& CameraSwitchedNames() {
-    static const QStringList names = {"pushButton_ip_configuration",
-                                      "actionIp_Configuration",
-                                      "pushButton_program_LUT",
-                                      "actionProgram_LUT",
-                                      "pushButton_firmware_upgrade",
-                                      "actionFirmware_Upgrade",
-                                      "pushButton_programXML",
-                                      "actionProgram_XML",
-                                      "pushButton_genIcamXmlLoad",
-                                      "actionLoad_XML_File",
-                                      "pushButton_saveDeviceSettings",
-                                      "actionSave_Device_Settings",
-                                      "pushButton_loadDeviceSettings",
-                                      "actionLoad_Device_Settings",
-                                      "pushButton_file_save",
-                                      "actionSave_Image",
-                                      "comboBox_bayer",
-                                      "pushButton_zoomin",
-                                      "actionZoom_In",
-                                      "pushButton_zoomout",
-                                      "actionZoom_Out",
-                                      "pushButton_zoomresetview",
-                                      "actionZoom_ResetView",
-                                      "pushButton_clear_dropframecount",
-                                      "actionClear_Dropframe_Count"};
-    return names;
-}
-
 // How many of the 25 camera-switched widgets and actions are enabled.
 inline int EnabledSwitchedCount(MainWindow& window) {
     int enabled = 0;
-    for (const QString& name : CameraSwitchedNames()) {
+    for (const QString& name : uitest::CameraSwitchedNames()) {
         if (auto* widget = window.findChild<QWidget*>(name))
             enabled += widget->isEnabled() ? 1 : 0;
         else if (auto* action = window.findChild<QAction*>(name))

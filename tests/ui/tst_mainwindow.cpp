@@ -544,31 +544,7 @@ private slots:
 
     void cameraConnectSwitchesExactlyItsWidgets() {
         auto window = MakeWindow("programXML=true\n");
-        const QStringList switched{"pushButton_ip_configuration",
-                                   "actionIp_Configuration",
-                                   "pushButton_program_LUT",
-                                   "actionProgram_LUT",
-                                   "pushButton_firmware_upgrade",
-                                   "actionFirmware_Upgrade",
-                                   "pushButton_programXML",
-                                   "actionProgram_XML",
-                                   "pushButton_genIcamXmlLoad",
-                                   "actionLoad_XML_File",
-                                   "pushButton_saveDeviceSettings",
-                                   "actionSave_Device_Settings",
-                                   "pushButton_loadDeviceSettings",
-                                   "actionLoad_Device_Settings",
-                                   "pushButton_file_save",
-                                   "actionSave_Image",
-                                   "comboBox_bayer",
-                                   "pushButton_zoomin",
-                                   "actionZoom_In",
-                                   "pushButton_zoomout",
-                                   "actionZoom_Out",
-                                   "pushButton_zoomresetview",
-                                   "actionZoom_ResetView",
-                                   "pushButton_clear_dropframecount",
-                                   "actionClear_Dropframe_Count"};
+        const QStringList& switched = uitest::CameraSwitchedNames();
         auto enabled = [&](const QString& name) {
             if (auto* w = Find<QWidget>(window.get(), name))
                 return w->isEnabled();

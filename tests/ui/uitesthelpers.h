@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QString>
+#include <QStringList>
 #include <QWidget>
 
 namespace uitest {
@@ -22,6 +23,37 @@ inline QString SaveScreenshot(QWidget* widget, const QString& name) {
 // True on a platform that shows real windows (the X server the tests run under).
 inline bool HasScreen() {
     return QGuiApplication::platformName() == "xcb";
+}
+
+// The 25 widgets and actions the main window's CameraConnect(bool) switches, by object name, in
+// the order it connects them.
+inline const QStringList& CameraSwitchedNames() {
+    static const QStringList names = {"pushButton_ip_configuration",
+                                      "actionIp_Configuration",
+                                      "pushButton_program_LUT",
+                                      "actionProgram_LUT",
+                                      "pushButton_firmware_upgrade",
+                                      "actionFirmware_Upgrade",
+                                      "pushButton_programXML",
+                                      "actionProgram_XML",
+                                      "pushButton_genIcamXmlLoad",
+                                      "actionLoad_XML_File",
+                                      "pushButton_saveDeviceSettings",
+                                      "actionSave_Device_Settings",
+                                      "pushButton_loadDeviceSettings",
+                                      "actionLoad_Device_Settings",
+                                      "pushButton_file_save",
+                                      "actionSave_Image",
+                                      "comboBox_bayer",
+                                      "pushButton_zoomin",
+                                      "actionZoom_In",
+                                      "pushButton_zoomout",
+                                      "actionZoom_Out",
+                                      "pushButton_zoomresetview",
+                                      "actionZoom_ResetView",
+                                      "pushButton_clear_dropframecount",
+                                      "actionClear_Dropframe_Count"};
+    return names;
 }
 
 } // namespace uitest
