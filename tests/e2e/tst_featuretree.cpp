@@ -7,6 +7,7 @@
 #include <bulkdescription.h>
 #include <genicamframe.h>
 #include <korvatincameraviewlane.h>
+#include <qwidgetgrabbedframe.h>
 #include <simulatorprocess.h>
 #include <testnetwork.h>
 
@@ -314,6 +315,32 @@ private slots:
         // The control channel still answers after the clears.
         QVERIFY(window->Session()->GetNodeByName("Width").GetUInt32() > 0);
         QVERIFY(window->IsConnected());
+    }
+
+    void aravisSimulatorTreeBuildsCompletelyAndStreams() {
+        // Another maker's description: Aravis' own simulated camera.
+        SimulatorProcess fake;
+        QVERIFY2(fake.startAravisFake("127.0.8.70", "TREEFAKE"), qPrintable(fake.errorString()));
+        MessageBoxWatcher boxes;
+        auto window = Connect();
+        QVERIFY2(window, qPrintable(boxes.texts.join("; ")));
+        QString buildError;
+        try {
+            window->LoadGENiCAMTree();
+        } catch (const std::exception& e) {
+            buildError = e.what();
+        }
+        QVERIFY2(buildError.isEmpty(), qPrintable(buildError));
+        QTreeWidget* tree = Tree(*window);
+        int editors = 0;
+        Walk(tree->topLevelItem(0),
+             [&](QTreeWidgetItem* item) { editors += tree->itemWidget(item, 1) ? 1 : 0; });
+        QVERIFY2(editors > 20, qPrintable(QString::number(editors)));
+        QVERIFY(EditorOf(*window, "Width") || EditorOf(*window, "Image width"));
+        auto* display = window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame");
+        QTRY_VERIFY_WITH_TIMEOUT(display->PaintedFrameCount() > 2, 20000);
+        QVERIFY(boxes.texts.isEmpty());
+        uitest::SaveScreenshot(window.get(), "featuretree_aravis_fake");
     }
 
     void treeOfOverAThousandFeaturesBuildsCompletely() {
