@@ -343,6 +343,41 @@ private slots:
         uitest::SaveScreenshot(window.get(), "featuretree_aravis_fake");
     }
 
+    void rootThatIsNotACategoryLeavesTheTreeAsItWas() {
+        // The simulator's description with its root category renamed and an integer "Root".
+        QFile in(bulkdescription::BuiltInPath());
+        QVERIFY(in.open(QIODevice::ReadOnly));
+        QString xml = QString::fromUtf8(in.readAll());
+        QVERIFY(xml.contains("<Category Name=\"Root\" NameSpace=\"Standard\">"));
+        xml.replace("<Category Name=\"Root\" NameSpace=\"Standard\">",
+                    "<Integer Name=\"Root\">\n    <Value>7</Value>\n  </Integer>\n"
+                    "  <Category Name=\"FormerRoot\">");
+        const QString path = m_dir.filePath("integer-root.xml");
+        QFile out(path);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write(xml.toUtf8());
+        out.close();
+
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.8.80", "--description", path}),
+                 qPrintable(sim.errorString()));
+        auto window =
+            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        QTRY_COMPARE_WITH_TIMEOUT(Table(*window)->rowCount(), 1, 20000);
+        // What the tree shows before this first connection.
+        auto* marker = new QTreeWidgetItem(QStringList{"shown before"});
+        Tree(*window)->addTopLevelItem(marker);
+        MessageBoxWatcher boxes;
+        ClickRow(*window, 0);
+        QVERIFY2(window->IsConnected(), qPrintable(boxes.texts.join("; ")));
+        QCOMPARE(Tree(*window)->topLevelItemCount(), 1);
+        QCOMPARE(Tree(*window)->topLevelItem(0), marker);
+        QVERIFY(window->NodeCallbacks().isEmpty());
+        QVERIFY(window->ReadonlyPollingFrames().isEmpty());
+        QVERIFY(boxes.texts.isEmpty());
+    }
+
     void treeOfOverAThousandFeaturesBuildsCompletely() {
         const QString path = m_dir.filePath("bulk.xml");
         QString error;
