@@ -13,10 +13,8 @@ XVFB_SH=$3
 LIVE_SECONDS=${LIVE_SECONDS:-30}
 PAINT_ROUNDS=${PAINT_ROUNDS:-60}
 
-if [ "${KORVATIN_BENCH_INSIDE:-}" != 1 ] && [ "$(id -u)" = 0 ] && command -v unshare >/dev/null 2>&1 \
-    && unshare -n true 2>/dev/null; then
-    exec unshare -n env KORVATIN_BENCH_INSIDE=1 sh -c 'ip link set lo up && exec "$@"' sh "$0" "$@"
-fi
+. "$(dirname "$0")/../lib/camsim.sh"
+bench_private_network "$0" "$@"
 
 ADDRESS=${KORVATIN_BENCH_ADDRESS:-127.0.50.12}
 export KORVATIN_GEV_INTERFACES=lo
@@ -29,27 +27,12 @@ cleanup() {
 trap cleanup EXIT INT TERM
 
 BENCH="$BIN_DIR/korvatin-display-bench"
-GVCP_SOCKET="$(echo "$ADDRESS" | awk -F. '{ printf "%02X%02X%02X%02X", $4, $3, $2, $1 }'):0F74"
 
 start_camsim() {
-    "$BIN_DIR/korvatin-camsim" --address "$ADDRESS" --width 2448 --height 2048 --fps 60 \
-        >"$WORK_DIR/camsim.log" 2>&1 &
-    CAMSIM_PID=$!
-    # Ready when its GVCP socket is bound (/proc/net/udp shows little-endian hex).
-    tries=0
-    until grep -q "$GVCP_SOCKET" /proc/net/udp; do
-        tries=$((tries + 1))
-        if [ $tries -gt 100 ]; then
-            echo "korvatin-camsim did not start"; cat "$WORK_DIR/camsim.log"; exit 1
-        fi
-        sleep 0.1
-    done
+    bench_start_camsim "$ADDRESS" --width 2448 --height 2048 --fps 60
 }
 stop_camsim() {
-    kill "$CAMSIM_PID" 2>/dev/null
-    wait "$CAMSIM_PID" 2>/dev/null
-    CAMSIM_PID=
-    while grep -q "$GVCP_SOCKET" /proc/net/udp; do sleep 0.1; done
+    bench_stop_camsim "$ADDRESS"
 }
 
 echo "$(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg)"

@@ -6,13 +6,10 @@
 set -u
 BIN_DIR=$1
 WORK_DIR=$2
+. "$(dirname "$0")/../lib/camsim.sh"
+bench_private_network "$0" "$@"
 shift 2
 
-if [ "${KORVATIN_BENCH_INSIDE:-}" != 1 ] && [ "$(id -u)" = 0 ] && command -v unshare >/dev/null 2>&1 \
-    && unshare -n true 2>/dev/null; then
-    exec unshare -n env KORVATIN_BENCH_INSIDE=1 sh -c 'ip link set lo up && exec "$@"' sh "$0" \
-        "$BIN_DIR" "$WORK_DIR" "$@"
-fi
 
 ADDRESS=${KORVATIN_BENCH_ADDRESS:-127.0.50.11}
 export KORVATIN_GEV_INTERFACES=lo
@@ -24,19 +21,7 @@ cleanup() {
 }
 trap cleanup EXIT INT TERM
 
-GVCP_SOCKET="$(echo "$ADDRESS" | awk -F. '{ printf "%02X%02X%02X%02X", $4, $3, $2, $1 }'):0F74"
-"$BIN_DIR/korvatin-camsim" --address "$ADDRESS" --width 2048 --height 2048 \
-    >"$WORK_DIR/camsim.log" 2>&1 &
-CAMSIM_PID=$!
-# Ready when its GVCP socket is bound (/proc/net/udp shows little-endian hex).
-tries=0
-until grep -q "$GVCP_SOCKET" /proc/net/udp; do
-    tries=$((tries + 1))
-    if [ $tries -gt 100 ]; then
-        echo "korvatin-camsim did not start"; cat "$WORK_DIR/camsim.log"; exit 1
-    fi
-    sleep 0.1
-done
+bench_start_camsim "$ADDRESS" --width 2048 --height 2048
 
 echo "$(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg)"
 # The benchmark's own status, not tee's.

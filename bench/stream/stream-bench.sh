@@ -12,10 +12,8 @@ FRAMES=${3:-600}
 ROUNDS=${4:-3}
 RECORD_FRAMES=${RECORD_FRAMES:-300}
 
-if [ "${KORVATIN_BENCH_INSIDE:-}" != 1 ] && [ "$(id -u)" = 0 ] && command -v unshare >/dev/null 2>&1 \
-    && unshare -n true 2>/dev/null; then
-    exec unshare -n env KORVATIN_BENCH_INSIDE=1 sh -c 'ip link set lo up && exec "$@"' sh "$0" "$@"
-fi
+. "$(dirname "$0")/../lib/camsim.sh"
+bench_private_network "$0" "$@"
 
 ADDRESS=127.0.20.11
 export KORVATIN_GEV_INTERFACES=lo
@@ -30,31 +28,16 @@ trap cleanup EXIT INT TERM
 
 CLI="$BIN_DIR/viewlane-cli"
 BARE="$BIN_DIR/korvatin-stream-bare"
-GVCP_SOCKET="$(echo "$ADDRESS" | awk -F. '{ printf "%02X%02X%02X%02X", $4, $3, $2, $1 }'):0F74"
 
 # A fresh simulator for every run: it slows down for a host that fell behind and speeds up only
 # later, which must not carry over from one consumer to the next.
 start_camsim() {
-    "$BIN_DIR/korvatin-camsim" --address "$ADDRESS" --width 2048 --height 2048 \
-        >"$WORK_DIR/camsim.log" 2>&1 &
-    CAMSIM_PID=$!
-    # Ready when its GVCP socket is bound (/proc/net/udp shows little-endian hex).
-    tries=0
-    until grep -q "$GVCP_SOCKET" /proc/net/udp; do
-        tries=$((tries + 1))
-        if [ $tries -gt 100 ]; then
-            echo "korvatin-camsim did not start"; cat "$WORK_DIR/camsim.log"; exit 1
-        fi
-        sleep 0.1
-    done
+    bench_start_camsim "$ADDRESS" --width 2048 --height 2048
     # No frame rate limit: the simulator sends as fast as a 10 Gbit/s link would carry.
     "$CLI" set "$ADDRESS" FrameRate 0 --timeout 500 || exit 1
 }
 stop_camsim() {
-    kill "$CAMSIM_PID" 2>/dev/null
-    wait "$CAMSIM_PID" 2>/dev/null
-    CAMSIM_PID=
-    while grep -q "$GVCP_SOCKET" /proc/net/udp; do sleep 0.1; done
+    bench_stop_camsim "$ADDRESS"
 }
 
 # figure FILE NAME: the number on the line "NAME: number".
