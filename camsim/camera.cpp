@@ -238,8 +238,13 @@ void CCamera::installDescription() {
     char url[kUrlSize];
     std::snprintf(url, sizeof(url), "Local:%s;%X;%X", description_.fileName.c_str(),
                   kDescriptionAddress, size);
-    registers_.writeString(kFirstUrl, kUrlSize, url);
     registers_.writeString(kSecondUrl, kUrlSize, url);
+    if (options_.brokenFirstUrl) {
+        // A web address, as some cameras give first: a host cannot load it from the camera and
+        // has to use the second URL. The .invalid domain never resolves.
+        std::snprintf(url, sizeof(url), "http://camsim.invalid/%s", description_.fileName.c_str());
+    }
+    registers_.writeString(kFirstUrl, kUrlSize, url);
     files_.setCurrentDescription(description_.bytes);
 }
 

@@ -60,6 +60,8 @@ std::string COptions::usage() {
            "                      built-in one\n"
            "  --any-address       registers accept every address (sparse memory, zero until\n"
            "                      written), to browse a foreign description\n"
+           "  --broken-first-url  the first description URL is a web address no host can load,\n"
+           "                      so that hosts fall back to the second URL\n"
            "  --help              show this text\n"
            "\n"
            "Prints \"listening on ADDR\" for each camera once it answers; stops on SIGINT or "
@@ -75,6 +77,10 @@ bool COptions::parse(int argc, char** argv) {
         }
         if (option == "--any-address") {
             anyAddress = true;
+            continue;
+        }
+        if (option == "--broken-first-url") {
+            brokenFirstUrl = true;
             continue;
         }
         if (i + 1 >= argc) {

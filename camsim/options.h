@@ -26,6 +26,7 @@ public:
     std::string storeDirectory;
     std::string descriptionFile;
     bool anyAddress = false;
+    bool brokenFirstUrl = false; // the first description URL cannot be loaded
 
     // Identity of camera number `index` (0-based) of a --count run.
     uint32_t addressOf(int index) const { return address + uint32_t(index); }

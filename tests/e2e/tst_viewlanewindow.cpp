@@ -326,6 +326,27 @@ private slots:
         QVERIFY(!window->IsConnected());
     }
 
+    void secondDescriptionIsReportedAndTheCameraStaysConnected() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.7.80", "--broken-first-url"}),
+                 qPrintable(sim.errorString()));
+        auto window = OpenWindow(1);
+        QVERIFY(window);
+        MessageBoxWatcher boxes;
+        ClickRow(*window, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(boxes.texts, QStringList{"Reverted to Second XML."}, 5000);
+        QVERIFY(window->IsConnected());
+        QCOMPARE(window->Session()->XmlIndexLoaded(), 1);
+        QCOMPARE(ConnectionCaption(*window), QString("Connected"));
+        QVERIFY(EditorOf(*window, "Width"));
+        QTRY_VERIFY_WITH_TIMEOUT(Display(*window)->PaintedFrameCount() > 0, kFrameWaitMs);
+        // A click on the connected row disconnects and asks nothing about the description.
+        ClickRow(*window, 0);
+        QVERIFY(!window->IsConnected());
+        QTest::qWait(200);
+        QCOMPARE(boxes.texts.size(), 1);
+    }
+
     void lostCameraIsReportedAndItsRowRemoved() {
         SimulatorProcess sim;
         QVERIFY2(sim.startCamsim({"--address", "127.0.7.50"}), qPrintable(sim.errorString()));
