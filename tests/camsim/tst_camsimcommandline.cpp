@@ -24,6 +24,7 @@ private slots:
     void foreignDescriptionIsServedWithAnyAddressRegisters();
     void fpsOptionCapsTheFrameRate();
     void zippedDescriptionIsServedAndAravisUnpacksIt();
+    void brokenFirstUrlLeavesTheSecondToLoad();
 };
 
 namespace {
@@ -98,9 +99,9 @@ void TestCamsimCommandLine::helpDescribesEveryOption() {
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
     const QString help = QString::fromLocal8Bit(process.readAllStandardOutput());
-    for (const char* option :
-         {"--address", "--serial", "--mac", "--count", "--width", "--height", "--fps",
-          "--lost-ratio", "--store", "--description", "--any-address", "--help"})
+    for (const char* option : {"--address", "--serial", "--mac", "--count", "--width", "--height",
+                               "--fps", "--lost-ratio", "--store", "--description", "--any-address",
+                               "--broken-first-url", "--help"})
         QVERIFY2(help.contains(option), option);
 }
 
@@ -238,6 +239,27 @@ void TestCamsimCommandLine::zippedDescriptionIsServedAndAravisUnpacksIt() {
     size_t size = 0;
     const char* served = arv_device_get_genicam_xml(host.device(), &size);
     QCOMPARE(QByteArray(served, int(size)), xml);
+    QCOMPARE(host.integer("Width"), qint64(1280));
+}
+
+void TestCamsimCommandLine::brokenFirstUrlLeavesTheSecondToLoad() {
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.18.40", "--broken-first-url"}),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client;
+    auto readUrl = [&](const char* address) {
+        const QByteArray request = QByteArray::fromHex(address) + QByteArray::fromHex("00000040");
+        const GvcpAck ack = client.command("127.0.18.40", 0x0084, request);
+        return ack.status == 0 ? ack.payload.mid(4) : QByteArray();
+    };
+    QVERIFY2(readUrl("00000200").startsWith("http://camsim.invalid/korvatin-camsim.xml"),
+             readUrl("00000200").constData());
+    QVERIFY2(readUrl("00000400").startsWith("Local:korvatin-camsim.xml;F0000000;"),
+             readUrl("00000400").constData());
+    // Aravis falls back to the second URL and gets the whole description.
+    CAravisHost host;
+    QString error;
+    QVERIFY2(host.open("127.0.18.40", &error), qPrintable(error));
     QCOMPARE(host.integer("Width"), qint64(1280));
 }
 
