@@ -1,9 +1,9 @@
 // viewlane-cli as a user runs it: list, tree, get and set against Aravis' simulator.
 #include "aravisreference.h"
+#include "clirun.h"
 #include "simulatorprocess.h"
 #include "testnetwork.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 #include <QXmlStreamReader>
 #include <QtTest>
@@ -15,11 +15,7 @@ namespace {
 const char* const kAddress = "127.0.0.51";
 const char* const kSerial = "CLI51";
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QStringList errLines;
-};
+using Run = CliRun;
 
 // Every feature name reachable from Root through the categories of a description, in order.
 QStringList featureNamesFromRoot(const QByteArray& xml) {
@@ -140,20 +136,7 @@ bool TestViewlaneCli::takeReference(QByteArray* xml, QList<AravisReference::Feat
 }
 
 Run TestViewlaneCli::cli(const QStringList& arguments) {
-    QProcess process;
-    process.start(TestNetwork::binDir() + "/viewlane-cli", arguments);
-    Run run;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        run.errLines << "viewlane-cli did not finish";
-        return run;
-    }
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    run.errLines =
-        QString::fromLocal8Bit(process.readAllStandardError()).split('\n', Qt::SkipEmptyParts);
-    return run;
+    return RunCli(arguments);
 }
 
 void TestViewlaneCli::verifyOneErrorLine(const Run& run, const QString& expectedPart) {

@@ -1,4 +1,5 @@
 // viewlane-cli grab, record and save-frame as a user runs them, against korvatin-camsim.
+#include "clirun.h"
 #include "simulatorprocess.h"
 #include "testnetwork.h"
 
@@ -18,11 +19,7 @@ const int kWidth = 320;
 const int kHeight = 240;
 const int kFrameRate = 100;
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QStringList errLines;
-};
+using Run = CliRun;
 
 // The number after "NAME: " on a line of the output, or -1.
 double figure(const QString& out, const QString& name) {
@@ -100,21 +97,8 @@ void TestViewlaneCliStream::init() {
 }
 
 Run TestViewlaneCliStream::cli(const QStringList& arguments) {
-    QProcess process;
-    process.start(TestNetwork::binDir() + "/viewlane-cli", QStringList(arguments) << "--timeout"
-                                                                                  << "300");
-    Run run;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        run.errLines << "viewlane-cli did not finish";
-        return run;
-    }
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    run.errLines =
-        QString::fromLocal8Bit(process.readAllStandardError()).split('\n', Qt::SkipEmptyParts);
-    return run;
+    return RunCli(QStringList(arguments) << "--timeout"
+                                         << "300");
 }
 
 void TestViewlaneCliStream::verifyOneErrorLine(const Run& run, const QString& expectedPart) {
