@@ -116,9 +116,7 @@ MainWindow::~MainWindow() {
     if (m_connected)
         DisconnectCamera();
     // The display timer's thread ends before the session and the widgets it reaches go.
-    m_displayTimer->stop();
-    if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
-        m_session->ReturnDisplayFrame(frame);
+    StopDisplay();
     ui->widgetGrabbedFrame->SetOutputFrame(nullptr);
     ui->widgetGrabbedFrame->SetConversionContext(nullptr);
     ClearGENiCAMNodeCallbacks();
@@ -418,27 +416,39 @@ void MainWindow::on_pushButton_zoomresetview_clicked() {
 void MainWindow::on_checkBox_display_toggled(bool checked) {
     m_displayEnabled = checked;
     if (m_connected) {
-        if (checked) {
-            ui->widgetGrabbedFrame->ResetPaintedFrameCount();
-            m_previousDisplayed = 0;
-            m_displayTicks = 0;
-            m_displayTimer->setInterval(uint(m_displayInterval));
-            m_displayTimer->start();
-        } else {
-            m_displayTimer->stop();
-            if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
-                m_session->ReturnDisplayFrame(frame);
-        }
+        if (checked)
+            StartDisplay();
+        else
+            StopDisplay();
     }
     ui->actionDisplay_Frame->setChecked(checked);
+}
+
+void MainWindow::StartDisplay() {
+    ui->widgetGrabbedFrame->ResetPaintedFrameCount();
+    m_previousDisplayed = 0;
+    m_displayTicks = 0;
+    m_displayTimer->setInterval(uint(m_displayInterval));
+    m_displayTimer->start();
+}
+
+void MainWindow::StopDisplay() {
+    m_displayTimer->stop();
+    if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
+        m_session->ReturnDisplayFrame(frame);
+}
+
+void MainWindow::StartPollingIfChecked() {
+    if (ui->checkBox_readonly_nodes_polling->isChecked() && !m_readonlyPollingFrames.isEmpty())
+        m_timerReadonlyNodesPolling->start();
 }
 
 void MainWindow::on_checkBox_readonly_nodes_polling_toggled(bool checked) {
     ui->actionReadonly_Nodes_Polling->setChecked(checked);
     if (!checked)
         m_timerReadonlyNodesPolling->stop();
-    else if (!m_readonlyPollingFrames.isEmpty())
-        m_timerReadonlyNodesPolling->start();
+    else
+        StartPollingIfChecked();
 }
 
 void MainWindow::on_checkBox_panMode_toggled(bool checked) {

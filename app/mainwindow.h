@@ -161,6 +161,12 @@ private:
     void ConnectActions();
     void ConnectCameraSwitch();
     void RefreshRateLabels();
+    // Display on: counters from 0, the display timer at the chosen interval.
+    void StartDisplay();
+    // Display off: the timer stopped, the frame the widget holds given back to the session.
+    void StopDisplay();
+    // Starts read-only polling when its check box is checked and there is something to poll.
+    void StartPollingIfChecked();
     // Adds `node` (and, for a category, its features) as the last child of `parent`; its editor
     // waits in m_pendingEditors until the tree build places it.
     void AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node);

@@ -171,21 +171,13 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
     m_frameRateTimer->start();
     m_previousCaptured = 0;
 
-    if (m_displayEnabled) {
-        ui->widgetGrabbedFrame->ResetPaintedFrameCount();
-        m_previousDisplayed = 0;
-        m_displayTicks = 0;
-        m_displayTimer->setInterval(uint(m_displayInterval));
-        m_displayTimer->start();
-    }
-    if (ui->checkBox_readonly_nodes_polling->isChecked() && !m_readonlyPollingFrames.isEmpty())
-        m_timerReadonlyNodesPolling->start();
+    if (m_displayEnabled)
+        StartDisplay();
+    StartPollingIfChecked();
 }
 
 void MainWindow::DisconnectCamera() {
-    m_displayTimer->stop();
-    if (CKorvatinFrameConverted* frame = ui->widgetGrabbedFrame->TakeFrame())
-        m_session->ReturnDisplayFrame(frame);
+    StopDisplay();
     ui->widgetGrabbedFrame->ClearImage();
 
     m_frameRateTimer->stop();

@@ -18,7 +18,6 @@
 
 #include <korvatin/korvatinexception.h>
 
-#include <QMessageBox>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -113,8 +112,7 @@ void MainWindow::BuildGENiCAMTree() {
     if (viewportVisible)
         viewport->show();
 
-    if (ui->checkBox_readonly_nodes_polling->isChecked() && !m_readonlyPollingFrames.isEmpty())
-        m_timerReadonlyNodesPolling->start();
+    StartPollingIfChecked();
 
     const QVariant error = rootItem->data(1, NodeErrorRole);
     if (error.isValid() && !error.isNull())
@@ -233,10 +231,7 @@ void MainWindow::TimerReadonlyNodesPollingTimeout() {
 }
 
 void MainWindow::GENiCAMNodeErrorOccured(QString message) {
-    QMessageBox box(this);
-    box.setText(message);
-    box.setStandardButtons(QMessageBox::Ok);
-    box.exec();
+    ShowMessage(message, this);
     try {
         m_session->ClearGvcpReplyBuffer();
     } catch (const CKorvatinException&) {
