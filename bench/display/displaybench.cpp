@@ -6,6 +6,7 @@
 #include "displaytimerprecise.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
+#include "loopbackdevice.h"
 #include "qframesplittercentral.h"
 #include "qwidgetgrabbedframe.h"
 
@@ -30,7 +31,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <functional>
 #include <memory>
@@ -435,17 +435,6 @@ int paintBench(const Options& options) {
     return 0;
 }
 
-GigEVisionDeviceInfo loopbackDevice(const std::string& address) {
-    GigEVisionDeviceInfo info;
-    std::memset(&info, 0, sizeof(info));
-    std::strncpy(info.currentIp, address.c_str(), sizeof(info.currentIp) - 1);
-    std::strncpy(info.currentSubnetMask, "255.0.0.0", sizeof(info.currentSubnetMask) - 1);
-    std::strncpy(info.hostInterfaceAddress, "127.0.0.1", sizeof(info.hostInterfaceAddress) - 1);
-    std::strncpy(info.hostInterfaceName, "lo", sizeof(info.hostInterfaceName) - 1);
-    std::strncpy(info.macAddress, "00-00-00-00-00-00", sizeof(info.macAddress) - 1);
-    return info;
-}
-
 // Runs the event loop for `seconds`.
 void runFor(double seconds) {
     QEventLoop loop;
@@ -468,7 +457,7 @@ int liveBench(const Options& options) {
         return 1;
     }
 
-    session.ConnectDevice(loopbackDevice(options.address));
+    session.ConnectDevice(LoopbackDevice(options.address.c_str()));
     session.SetEnumByString("PixelFormat", options.pixelFormat.c_str());
     // No limit from the feature: the simulator's --fps sets the rate.
     session.SetUInt32("FrameRate", 0);

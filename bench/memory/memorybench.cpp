@@ -4,6 +4,7 @@
 #include "appsettings.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
+#include "loopbackdevice.h"
 
 #include <korvatin/gigevisiondeviceinfo.h>
 #include <korvatin/korvatinexception.h>
@@ -109,17 +110,6 @@ long socketMappingKib() {
     return total;
 }
 
-GigEVisionDeviceInfo loopbackDevice(const std::string& address) {
-    GigEVisionDeviceInfo info;
-    std::memset(&info, 0, sizeof(info));
-    std::strncpy(info.currentIp, address.c_str(), sizeof(info.currentIp) - 1);
-    std::strncpy(info.currentSubnetMask, "255.0.0.0", sizeof(info.currentSubnetMask) - 1);
-    std::strncpy(info.hostInterfaceAddress, "127.0.0.1", sizeof(info.hostInterfaceAddress) - 1);
-    std::strncpy(info.hostInterfaceName, "lo", sizeof(info.hostInterfaceName) - 1);
-    std::strncpy(info.macAddress, "00-00-00-00-00-00", sizeof(info.macAddress) - 1);
-    return info;
-}
-
 double mib(double bytes) {
     return bytes / (1024.0 * 1024.0);
 }
@@ -205,7 +195,7 @@ int run(const Options& options) {
     auto session = std::make_unique<CKorvatinCameraViewlane>(settings);
 
     const long rssBefore = statusKib("VmRSS");
-    session->ConnectDevice(loopbackDevice(options.address));
+    session->ConnectDevice(LoopbackDevice(options.address.c_str()));
     session->SetEnumByString("PixelFormat", options.pixelFormat.c_str());
     session->SetUInt32("FrameRate", options.frameRate);
     const uint32_t payload = session->GetUInt32("PayloadSize");

@@ -1,11 +1,12 @@
 // Shared set-up of the streaming tests: a korvatin-camsim camera and a session connected to it.
 #include "streamingfixture.h"
 
+#include "loopbackdevice.h"
+
 #include <korvatin/korvatinexception.h>
 
 #include <QFile>
 
-#include <cstring>
 
 bool StreamingFixture::startCamera(const QString& address, const QStringList& arguments,
                                    QString* error) {
@@ -31,22 +32,10 @@ std::unique_ptr<CKorvatinCameraViewlane> StreamingFixture::connect(const QByteAr
     settings_ = std::make_unique<CAppSettings>(path);
     auto session = std::make_unique<CKorvatinCameraViewlane>(*settings_);
     try {
-        session->ConnectDevice(loopbackDevice(address_));
+        session->ConnectDevice(LoopbackDevice(address_.toLatin1().constData()));
     } catch (const std::exception& e) {
         *error = QString("connect to %1 failed: %2").arg(address_, e.what());
         return nullptr;
     }
     return session;
-}
-
-GigEVisionDeviceInfo StreamingFixture::loopbackDevice(const QString& address) {
-    GigEVisionDeviceInfo info;
-    std::memset(&info, 0, sizeof(info));
-    const QByteArray ip = address.toLatin1();
-    std::strncpy(info.currentIp, ip.constData(), sizeof(info.currentIp) - 1);
-    std::strncpy(info.currentSubnetMask, "255.0.0.0", sizeof(info.currentSubnetMask) - 1);
-    std::strncpy(info.hostInterfaceAddress, "127.0.0.1", sizeof(info.hostInterfaceAddress) - 1);
-    std::strncpy(info.hostInterfaceName, "lo", sizeof(info.hostInterfaceName) - 1);
-    std::strncpy(info.macAddress, "00-00-00-00-00-00", sizeof(info.macAddress) - 1);
-    return info;
 }

@@ -25,9 +25,6 @@ public:
     // camera; null with `error` set when the connect fails.
     std::unique_ptr<CKorvatinCameraViewlane> connect(const QByteArray& settingsIni, QString* error);
 
-    // The descriptor discovery gives for a device on the loopback interface.
-    static GigEVisionDeviceInfo loopbackDevice(const QString& address);
-
     QString tempPath(const QString& name) const { return dir_.filePath(name); }
 
 private:

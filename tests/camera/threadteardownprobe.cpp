@@ -1,4 +1,5 @@
 // Destroys a streaming session without stopping it, for the test of what that does to the process.
+#include "loopbackdevice.h"
 #include "streamingfixture.h"
 
 #include <QCoreApplication>
@@ -18,7 +19,7 @@ int main(int argc, char** argv) {
     CAppSettings settings(dir.filePath("none.ini"));
     {
         CKorvatinCameraViewlane session(settings);
-        session.ConnectDevice(StreamingFixture::loopbackDevice(QString::fromLatin1(argv[1])));
+        session.ConnectDevice(LoopbackDevice(argv[1]));
         if (std::strcmp(argv[2], "grab") == 0)
             session.StartGrab();
         else

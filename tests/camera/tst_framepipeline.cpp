@@ -1,5 +1,6 @@
 // The streaming path of the camera session: raw frames, spare wrappers, holders and their lists.
 #include "korvatinframeconverted.h"
+#include "loopbackdevice.h"
 #include "streamingfixture.h"
 #include "testnetwork.h"
 
@@ -412,7 +413,7 @@ void TestFramePipeline::bufferWithoutMemoryFallsBackTo7920x6004BayerGR8AndThePoo
     CAppSettings settings(settingsFile.fileName());
     CKorvatinCameraViewlane session(settings);
     QCOMPARE(session.DisplayPixelType(), CKorvatinCameraViewlane::kPixelRGB10Packed);
-    session.ConnectDevice(StreamingFixture::loopbackDevice("127.0.5.22"));
+    session.ConnectDevice(LoopbackDevice("127.0.5.22"));
     DisconnectAtEnd guard{&session};
     QCOMPARE(session.MaxWidth(), 4096u);
     QCOMPARE(session.MaxHeight(), 3072u);
@@ -476,7 +477,7 @@ void TestFramePipeline::disconnectDeviceStopsBothThreadsAndReleasesEverything() 
             state.freeConvertedFrames.isEmpty() && state.readyConvertedFrames.isEmpty());
     // The same session streams again after the next connect.
     QString error;
-    session->ConnectDevice(StreamingFixture::loopbackDevice(kAddress));
+    session->ConnectDevice(LoopbackDevice(kAddress));
     session->SetUInt32("FrameRate", kFrameRate);
     session->StartAcquisition();
     QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount >= 5u, 20000);

@@ -2,6 +2,7 @@
 #include "appsettings.h"
 #include "aravisreference.h"
 #include "korvatincameraviewlane.h"
+#include "loopbackdevice.h"
 #include "metatypes.h"
 #include "simulatorprocess.h"
 #include "testnetwork.h"
@@ -21,18 +22,6 @@ namespace {
 const char* const kTooFewBuffers =
     "Too few buffers have been allocated. A minimum of 8 buffers should be allocated.";
 const char* const kFakeAddress = "127.0.0.31";
-
-// The descriptor discovery would give for a device on the loopback interface.
-GigEVisionDeviceInfo loopbackDevice(const char* address) {
-    GigEVisionDeviceInfo info;
-    std::memset(&info, 0, sizeof(info));
-    std::strncpy(info.currentIp, address, sizeof(info.currentIp) - 1);
-    std::strncpy(info.currentSubnetMask, "255.0.0.0", sizeof(info.currentSubnetMask) - 1);
-    std::strncpy(info.hostInterfaceAddress, "127.0.0.1", sizeof(info.hostInterfaceAddress) - 1);
-    std::strncpy(info.hostInterfaceName, "lo", sizeof(info.hostInterfaceName) - 1);
-    std::strncpy(info.macAddress, "00-00-00-00-00-00", sizeof(info.macAddress) - 1);
-    return info;
-}
 
 } // namespace
 
@@ -219,7 +208,7 @@ void TestCameraSession::deviceInfoIsARegisteredMetaType() {
     QCOMPARE(type.sizeOf(), qsizetype(1720));
     QVERIFY(QMetaType::fromName("const GigEVisionDeviceInfo*").isValid());
 
-    GigEVisionDeviceInfo info = loopbackDevice("127.0.0.99");
+    GigEVisionDeviceInfo info = LoopbackDevice("127.0.0.99");
     std::strcpy(info.serialNumber, "META01");
     const QVariant variant = QVariant::fromValue(info);
     QCOMPARE(variant.metaType(), type);
@@ -243,7 +232,7 @@ void TestCameraSession::fewerThanEightBuffersFailsConnectBeforeConnectIsCalled()
     QCOMPARE(session.HeartbeatDisable(), false);
     for (int attempt = 0; attempt < 2; ++attempt) {
         try {
-            session.ConnectDevice(loopbackDevice("127.0.0.99"));
+            session.ConnectDevice(LoopbackDevice("127.0.0.99"));
             QFAIL("ConnectDevice succeeded with too few buffers");
         } catch (const CKorvatinException& e) {
             QCOMPARE(QString(e.what()), QString(kTooFewBuffers));
@@ -261,7 +250,7 @@ void TestCameraSession::fewerThanEightBuffersFailsConnectEvenToAReachableCamera(
     auto s = settings("[resource]\nallocatedBuffersCount=7\n");
     CKorvatinCameraViewlane session(*s);
     try {
-        session.ConnectDevice(loopbackDevice(kFakeAddress));
+        session.ConnectDevice(LoopbackDevice(kFakeAddress));
         QFAIL("ConnectDevice succeeded with 7 buffers");
     } catch (const CKorvatinException& e) {
         QCOMPARE(QString(e.what()), QString(kTooFewBuffers));
@@ -271,7 +260,7 @@ void TestCameraSession::fewerThanEightBuffersFailsConnectEvenToAReachableCamera(
 
     auto enough = settings("[resource]\nallocatedBuffersCount=8\n");
     CKorvatinCameraViewlane session8(*enough);
-    session8.ConnectDevice(loopbackDevice(kFakeAddress));
+    session8.ConnectDevice(LoopbackDevice(kFakeAddress));
     QVERIFY(session8.IsConnected());
     session8.DisconnectDevice();
 }
@@ -284,7 +273,7 @@ void TestCameraSession::connectErrorFromTheSdkPassesThroughUnchanged() {
     auto s = settings("[host]\nGVCPTimeOut=2\n");
     CKorvatinCameraViewlane session(*s);
     try {
-        session.ConnectDevice(loopbackDevice("127.0.0.99"));
+        session.ConnectDevice(LoopbackDevice("127.0.0.99"));
         QFAIL("ConnectDevice succeeded without a device");
     } catch (const CKorvatinException& e) {
         QVERIFY2(QString(e.what()) != QString(kTooFewBuffers), e.what());
@@ -309,7 +298,7 @@ void TestCameraSession::emptyLocalXmlConnectsWithTheCamerasOwnDescription() {
     CKorvatinCameraViewlane session(*s);
     // An empty path handed on as it is would name a file that cannot be opened; the camera's
     // own description is only used when the path is null.
-    session.ConnectDevice(loopbackDevice(kFakeAddress));
+    session.ConnectDevice(LoopbackDevice(kFakeAddress));
     QVERIFY(session.IsConnected());
     QCOMPARE(session.XmlIndexLoaded(), 0);
     QrnParamAttribute attribute{};
@@ -351,7 +340,7 @@ void TestCameraSession::localXmlPathLoadsThatFile() {
     s->localXml = path;
     CKorvatinCameraViewlane session(*s);
     QCOMPARE(session.XmlFilePath(), path);
-    session.ConnectDevice(loopbackDevice(kFakeAddress));
+    session.ConnectDevice(LoopbackDevice(kFakeAddress));
     QVERIFY(session.IsConnected());
     QrnParamAttribute attribute{};
     session.GetParamAttr("DeviceVendorName", &attribute);
@@ -363,7 +352,7 @@ void TestCameraSession::localXmlPathLoadsThatFile() {
     s->localXml = dir_->filePath("missing.xml");
     CKorvatinCameraViewlane missing(*s);
     QVERIFY_THROWS_EXCEPTION(CKorvatinException,
-                             missing.ConnectDevice(loopbackDevice(kFakeAddress)));
+                             missing.ConnectDevice(LoopbackDevice(kFakeAddress)));
     QVERIFY(!missing.IsConnected());
 }
 
@@ -383,11 +372,11 @@ void TestCameraSession::heartbeatSettingSetsTheHeartbeatDisableFlagAtConnect() {
     CKorvatinCameraViewlane session(*s);
     // Set at each connect, whatever the flag was before.
     session.SetHeartbeatDisable(!disabled);
-    session.ConnectDevice(loopbackDevice(kFakeAddress));
+    session.ConnectDevice(LoopbackDevice(kFakeAddress));
     QCOMPARE(session.HeartbeatDisable(), disabled);
     session.DisconnectDevice();
     session.SetHeartbeatDisable(!disabled);
-    session.ConnectDevice(loopbackDevice(kFakeAddress));
+    session.ConnectDevice(LoopbackDevice(kFakeAddress));
     QCOMPARE(session.HeartbeatDisable(), disabled);
     session.DisconnectDevice();
 }
@@ -398,7 +387,7 @@ void TestCameraSession::maxWidthAndHeightAreReadAtConnect() {
     auto s = settings(QByteArray());
     CKorvatinCameraViewlane session(*s);
     QCOMPARE(session.MaxWidth(), 0u);
-    session.ConnectDevice(loopbackDevice(kFakeAddress));
+    session.ConnectDevice(LoopbackDevice(kFakeAddress));
     QVERIFY(session.MaxWidth() > 0);
     QVERIFY(session.MaxHeight() > 0);
     QCOMPARE(session.MaxWidth(), session.GetUInt32Max("Width"));
@@ -422,7 +411,7 @@ void TestCameraSession::disconnectDeviceClosesTheConnection() {
     CKorvatinCameraViewlane session(*s);
     // Harmless when nothing is connected.
     session.DisconnectDevice();
-    session.ConnectDevice(loopbackDevice(kFakeAddress));
+    session.ConnectDevice(LoopbackDevice(kFakeAddress));
     QVERIFY(session.IsConnected());
     QVERIFY(session.ConnectedDeviceInfo() != nullptr);
     QCOMPARE(QString(session.ConnectedDeviceInfo()->currentIp), QString(kFakeAddress));
@@ -433,7 +422,7 @@ void TestCameraSession::disconnectDeviceClosesTheConnection() {
 
     // The device was released: another client can take control of it.
     CKorvatinCamera other;
-    other.Connect(loopbackDevice(kFakeAddress), nullptr);
+    other.Connect(LoopbackDevice(kFakeAddress), nullptr);
     QVERIFY(other.IsConnected());
     other.SetUInt32("Width", 256);
     QCOMPARE(other.GetUInt32("Width"), 256u);
@@ -449,10 +438,10 @@ void TestCameraSession::sessionIsReusedForAnotherConnection() {
     QVERIFY2(second.startAravisFake("127.0.0.33", "SECOND"), qPrintable(second.errorString()));
     auto s = settings(QByteArray());
     CKorvatinCameraViewlane session(*s);
-    session.ConnectDevice(loopbackDevice("127.0.0.32"));
+    session.ConnectDevice(LoopbackDevice("127.0.0.32"));
     QCOMPARE(QString(session.ConnectedDeviceInfo()->currentIp), QString("127.0.0.32"));
     session.DisconnectDevice();
-    session.ConnectDevice(loopbackDevice("127.0.0.33"));
+    session.ConnectDevice(LoopbackDevice("127.0.0.33"));
     QCOMPARE(QString(session.ConnectedDeviceInfo()->currentIp), QString("127.0.0.33"));
     char serial[64] = {};
     session.GetString("DeviceID", serial, sizeof(serial));

@@ -6,6 +6,7 @@
 #include <appsettings.h>
 #include <korvatincameraviewlane.h>
 #include <korvatinframeconverted.h>
+#include <loopbackdevice.h>
 #include <qframesplittercentral.h>
 #include <qwidgetgrabbedframe.h>
 #include <simulatorprocess.h>
@@ -18,7 +19,6 @@
 #include <QTest>
 #include <QTimer>
 
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -27,17 +27,6 @@ namespace {
 const QString kAddress = "127.0.6.20";
 constexpr uint32_t kWidth = 640;
 constexpr uint32_t kHeight = 480;
-
-GigEVisionDeviceInfo LoopbackDevice(const QString& address) {
-    GigEVisionDeviceInfo info;
-    std::memset(&info, 0, sizeof(info));
-    const QByteArray ip = address.toLatin1();
-    std::strncpy(info.currentIp, ip.constData(), sizeof(info.currentIp) - 1);
-    std::strncpy(info.currentSubnetMask, "255.0.0.0", sizeof(info.currentSubnetMask) - 1);
-    std::strncpy(info.hostInterfaceAddress, "127.0.0.1", sizeof(info.hostInterfaceAddress) - 1);
-    std::strncpy(info.hostInterfaceName, "lo", sizeof(info.hostInterfaceName) - 1);
-    return info;
-}
 
 // A session streaming `pixelFormat` and a display output frame allocated by it, as the main
 // window prepares them at connect.
@@ -73,7 +62,7 @@ class TestLiveDisplay : public QObject {
         stream->settings = std::make_unique<CAppSettings>(path);
         stream->session = std::make_unique<CKorvatinCameraViewlane>(*stream->settings);
         try {
-            stream->session->ConnectDevice(LoopbackDevice(kAddress));
+            stream->session->ConnectDevice(LoopbackDevice(kAddress.toLatin1().constData()));
             stream->session->SetEnumByString("PixelFormat", pixelFormat);
             stream->output.SetWidth(stream->session->MaxWidth());
             stream->output.SetHeight(stream->session->MaxHeight());
