@@ -1,4 +1,6 @@
 // A bare libaravis consumer for the simulator benchmark: streams Mono8 and counts frames.
+#include "lib/bareconsumer.h"
+
 #include <arv.h>
 
 #include <algorithm>
@@ -11,13 +13,7 @@
 
 namespace {
 
-struct GObjectUnref {
-    void operator()(gpointer object) const {
-        if (object)
-            g_object_unref(object);
-    }
-};
-template <typename T> using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
+using bare::GObjectPtr;
 
 struct Options {
     std::string address;
@@ -61,11 +57,7 @@ bool parse(int argc, char** argv, Options* options) {
 }
 
 bool check(GError*& error, const char* what) {
-    if (!error)
-        return true;
-    std::fprintf(stderr, "korvatin-camsim-bench: %s: %s\n", what, error->message);
-    g_clear_error(&error);
-    return false;
+    return bare::Check(error, "korvatin-camsim-bench", what);
 }
 
 } // namespace
@@ -76,21 +68,16 @@ int main(int argc, char** argv) {
         usage();
         return 2;
     }
-    GError* error = nullptr;
-    GObjectPtr<GInetAddress> interfaceAddress(g_inet_address_new_from_string("127.0.0.1"));
-    GObjectPtr<GInetAddress> deviceAddress(g_inet_address_new_from_string(options.address.c_str()));
-    if (!deviceAddress) {
+    bare::Camera opened = bare::Open(options.address.c_str(), "korvatin-camsim-bench");
+    if (opened.badAddress) {
         usage();
         return 2;
     }
-    GObjectPtr<ArvDevice> device(
-        arv_gv_device_new(interfaceAddress.get(), deviceAddress.get(), &error));
-    if (!check(error, "open"))
+    if (!opened.camera)
         return 1;
-    GObjectPtr<ArvCamera> camera(arv_camera_new_with_device(device.get(), &error));
-    if (!check(error, "camera"))
-        return 1;
-
+    GObjectPtr<ArvDevice>& device = opened.device;
+    GObjectPtr<ArvCamera>& camera = opened.camera;
+    GError* error = nullptr;
     arv_camera_set_pixel_format_from_string(camera.get(), "Mono8", &error);
     check(error, "PixelFormat");
     arv_camera_set_region(camera.get(), 0, 0, options.width, options.height, &error);

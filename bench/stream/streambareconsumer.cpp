@@ -1,4 +1,6 @@
 // A bare libaravis consumer, the yardstick of the stream benchmark: receives N frames, no more.
+#include "../lib/bareconsumer.h"
+
 #include <arv.h>
 
 #include <chrono>
@@ -9,20 +11,10 @@
 
 namespace {
 
-struct GObjectUnref {
-    void operator()(gpointer object) const {
-        if (object)
-            g_object_unref(object);
-    }
-};
-template <typename T> using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
+using bare::GObjectPtr;
 
 bool check(GError*& error, const char* what) {
-    if (!error)
-        return true;
-    std::fprintf(stderr, "korvatin-stream-bare: %s: %s\n", what, error->message);
-    g_clear_error(&error);
-    return false;
+    return bare::Check(error, "korvatin-stream-bare", what);
 }
 
 } // namespace
@@ -37,18 +29,15 @@ int main(int argc, char** argv) {
     }
     const long wanted = std::atol(argv[2]);
     const int buffers = argc > 4 ? std::atoi(argv[4]) : 10;
-    GError* error = nullptr;
-    GObjectPtr<GInetAddress> interfaceAddress(g_inet_address_new_from_string("127.0.0.1"));
-    GObjectPtr<GInetAddress> deviceAddress(g_inet_address_new_from_string(argv[1]));
-    if (!deviceAddress || wanted < 1)
+    if (wanted < 1)
         return 2;
-    GObjectPtr<ArvDevice> device(
-        arv_gv_device_new(interfaceAddress.get(), deviceAddress.get(), &error));
-    if (!check(error, "open"))
+    bare::Camera opened = bare::Open(argv[1], "korvatin-stream-bare");
+    if (opened.badAddress)
+        return 2;
+    if (!opened.camera)
         return 1;
-    GObjectPtr<ArvCamera> camera(arv_camera_new_with_device(device.get(), &error));
-    if (!check(error, "camera"))
-        return 1;
+    GError* error = nullptr;
+    GObjectPtr<ArvCamera>& camera = opened.camera;
     arv_camera_set_pixel_format_from_string(camera.get(), argv[3], &error);
     if (!check(error, "PixelFormat"))
         return 1;
