@@ -1,13 +1,13 @@
 // An AVI file of uncompressed frames written through FFmpeg's libavformat.
 #include "aviwriter.h"
 
+#include "convertrows.h"
+#include "fileremoval.h"
+
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/mathematics.h>
-#include <libavutil/pixdesc.h>
 }
-
-#include <sys/stat.h>
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
@@ -53,18 +53,11 @@ __attribute__((target("ssse3"))) void swapRedBlueSsse3(const uint8_t* in, uint8_
     swapRedBlue(in + 3 * x, out + 3 * x, width - x);
 }
 
-bool haveSsse3() {
-    static const bool have = [] {
-        __builtin_cpu_init(); // may run before the run-time's own detection
-        return __builtin_cpu_supports("ssse3") != 0;
-    }();
-    return have;
-}
 #endif
 
 void toBgr(const uint8_t* in, uint8_t* out, uint32_t width) {
 #if defined(__x86_64__) || defined(__i386__)
-    if (haveSsse3()) {
+    if (CpuHasSsse3()) {
         swapRedBlueSsse3(in, out, width);
         return;
     }
@@ -101,9 +94,8 @@ std::unique_ptr<AviWriter> AviWriter::Open(const std::string& fileName, uint32_t
             writer != nullptr && writer->context_ != nullptr && writer->context_->pb != nullptr;
         if (writer != nullptr)
             writer->Free();
-        struct stat status {};
-        if (created && ::stat(fileName.c_str(), &status) == 0 && S_ISREG(status.st_mode))
-            std::remove(fileName.c_str());
+        if (created)
+            RemoveIfRegularFile(fileName.c_str());
         if (error != nullptr)
             *error = why;
         return std::unique_ptr<AviWriter>();
@@ -148,7 +140,6 @@ std::unique_ptr<AviWriter> AviWriter::Open(const std::string& fileName, uint32_t
     if (result < 0)
         return fail("Cannot write the AVI header of '" + fileName + "': " + avError(result),
                     writer.get());
-    writer->headerWritten_ = true;
     return writer;
 }
 
@@ -172,30 +163,35 @@ QRN_ERROR AviWriter::Append(const uint8_t* pixels, uint32_t stride, bool rgb, st
             *error = "Out of memory for an AVI frame";
         return QRN_ERR_NO_MEMORY;
     }
-    try {
-        frame_.resize(rowBytes * height_);
-    } catch (const std::bad_alloc&) {
-        if (error != nullptr)
-            *error = "Out of memory for an AVI frame";
-        return QRN_ERR_NO_MEMORY;
-    }
-    uint8_t* out = frame_.data();
-    for (uint32_t y = 0; y < height_; ++y) {
-        const uint8_t* in = pixels + size_t(y) * stride;
-        uint8_t* row = out + size_t(y) * rowBytes;
-        if (!color_) {
-            std::memcpy(row, in, rowBytes);
-        } else if (rgb) {
-            toBgr(in, row, width_);
-        } else {
-            for (uint32_t x = 0; x < width_; ++x)
-                row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = in[x];
+    // libavformat only reads the frame during av_write_frame, so it may stay the caller's (or
+    // ours): grey rows without padding are already the file's layout and go out as they are.
+    if (!color_ && stride == rowBytes) {
+        packet->data = const_cast<uint8_t*>(pixels);
+    } else {
+        try {
+            frame_.resize(rowBytes * height_);
+        } catch (const std::bad_alloc&) {
+            if (error != nullptr)
+                *error = "Out of memory for an AVI frame";
+            return QRN_ERR_NO_MEMORY;
         }
+        uint8_t* out = frame_.data();
+        for (uint32_t y = 0; y < height_; ++y) {
+            const uint8_t* in = pixels + size_t(y) * stride;
+            uint8_t* row = out + size_t(y) * rowBytes;
+            if (!color_) {
+                std::memcpy(row, in, rowBytes);
+            } else if (rgb) {
+                toBgr(in, row, width_);
+            } else {
+                for (uint32_t x = 0; x < width_; ++x)
+                    row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = in[x];
+            }
+        }
+        packet->data = out;
     }
-    // libavformat only reads the frame during av_write_frame, so it may stay ours.
-    packet->data = out;
-    packet->size = static_cast<int>(frame_.size());
-    if (!color_ && firstPacket_) {
+    packet->size = static_cast<int>(rowBytes * height_);
+    if (!color_ && frameCount_ == 0) {
         // The grey ramp palette goes into the file's header with the first frame.
         uint8_t* palette =
             av_packet_new_side_data(packet.get(), AV_PKT_DATA_PALETTE, AVPALETTE_SIZE);
@@ -219,7 +215,6 @@ QRN_ERROR AviWriter::Append(const uint8_t* pixels, uint32_t stride, bool rgb, st
             *error = "Cannot write to '" + fileName_ + "': " + avError(result);
         return QRN_ERR_IO;
     }
-    firstPacket_ = false;
     ++frameCount_;
     return QRN_OK;
 }
@@ -227,7 +222,8 @@ QRN_ERROR AviWriter::Append(const uint8_t* pixels, uint32_t stride, bool rgb, st
 QRN_ERROR AviWriter::Close(std::string* error) {
     if (context_ == nullptr)
         return QRN_OK;
-    int result = headerWritten_ ? av_write_trailer(context_) : 0;
+    // Open hands out only writers whose header is written; a failed one is freed at once.
+    int result = av_write_trailer(context_);
     if (result >= 0 && context_->pb != nullptr)
         result = context_->pb->error;
     Free();

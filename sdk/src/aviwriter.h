@@ -48,11 +48,9 @@ private:
     uint32_t width_ = 0;
     uint32_t height_ = 0;
     bool color_ = false;
-    bool headerWritten_ = false;
-    bool firstPacket_ = true;
     uint32_t frameCount_ = 0;
-    // One frame in the file's layout, kept from frame to frame: a fresh allocation of this size
-    // would cost page faults on every frame.
+    // One frame in the file's layout when the caller's is not (colour, padded rows), kept from
+    // frame to frame: a fresh allocation of this size would cost page faults on every frame.
     std::vector<uint8_t> frame_;
 };
 

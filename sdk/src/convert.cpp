@@ -1,4 +1,5 @@
 // CKorvatinFrame::Convert: any source format the SDK reads into grey or RGB, 8 or 16 bits.
+#include "displaypixeltypes.h"
 #include "korvatin/korvatinframe.h"
 
 #include "convertbayer.h"
@@ -19,8 +20,8 @@ constexpr uint32_t kMono8 = 0x01080001;
 constexpr uint32_t kMono16 = 0x01100007;
 constexpr uint32_t kRgb8 = 0x02180014;
 constexpr uint32_t kRgb16 = 0x02300033;
-constexpr uint32_t kDisplayGrey = 0x21084001;
-constexpr uint32_t kDisplayRgb = 0x23088005;
+using korvatin::kDisplayGrey;
+using korvatin::kDisplayRgb;
 
 // Below this many pixels a second thread costs more than it saves.
 constexpr uint64_t kThreadedPixels = 1u << 16;

@@ -1,12 +1,14 @@
 // Frame files: the image bytes as received, TIFF through libtiff, BMP through QtGui.
 #include "korvatin/korvatincamera.h"
 
+#include "displaypixeltypes.h"
+#include "fileremoval.h"
+
 #include <QFile>
 #include <QImage>
 #include <QImageWriter>
 #include <QString>
 
-#include <sys/stat.h>
 #include <tiffio.h>
 
 #include <cstdio>
@@ -32,7 +34,7 @@ struct Layout {
 bool layoutOf(uint32_t pixelType, Layout* layout) {
     switch (pixelType) {
     case 0x01080001: // Mono8
-    case 0x21084001: // grey 8-bit for display
+    case korvatin::kDisplayGrey:
         *layout = {1, 1, 8, false};
         return true;
     case 0x01100003: // Mono10
@@ -48,7 +50,7 @@ bool layoutOf(uint32_t pixelType, Layout* layout) {
         *layout = {1, 2, 16, false};
         return true;
     case 0x02180014: // RGB8
-    case 0x23088005: // RGB 8-bit for display
+    case korvatin::kDisplayRgb:
         *layout = {3, 1, 8, false};
         return true;
     case 0x02180015: // BGR8
@@ -242,8 +244,7 @@ QRN_ERROR CKorvatinCamera::FrameSave(const CKorvatinFrame* frame, const char* fi
     }
     // Whatever part of the file was written is no picture. Only a regular file is removed: a
     // name such as a device's stays.
-    struct stat status {};
-    if (result != QRN_OK && opened && ::stat(fileName, &status) == 0 && S_ISREG(status.st_mode))
-        std::remove(fileName);
+    if (result != QRN_OK && opened)
+        korvatin::RemoveIfRegularFile(fileName);
     return result;
 }

@@ -2,14 +2,10 @@
 #include "korvatin/korvatinavifile.h"
 
 #include "aviwriter.h"
+#include "displaypixeltypes.h"
 #include "korvatin/korvatinframe.h"
 
-namespace {
-
-constexpr uint32_t kGrey8 = 0x21084001;
-constexpr uint32_t kRgb8 = 0x23088005;
-
-} // namespace
+namespace {} // namespace
 
 CKorvatinAVIFile::CKorvatinAVIFile() = default;
 
@@ -36,7 +32,7 @@ QRN_ERROR CKorvatinAVIFile::Append(const CKorvatinFrame& frame) {
         return QRN_ERR_INVALID;
     }
     const uint32_t type = frame.PixelType();
-    if (type != kGrey8 && type != kRgb8) {
+    if (type != korvatin::kDisplayGrey && type != korvatin::kDisplayRgb) {
         lastError_ = "Only 8-bit grey and RGB frames can be recorded";
         return QRN_ERR_INVALID;
     }
@@ -44,7 +40,7 @@ QRN_ERROR CKorvatinAVIFile::Append(const CKorvatinFrame& frame) {
         lastError_ = "The frame's size is not the recording's";
         return QRN_ERR_INVALID;
     }
-    const bool rgb = type == kRgb8;
+    const bool rgb = type == korvatin::kDisplayRgb;
     const uint32_t rowBytes = width_ * (rgb ? 3 : 1);
     const uint32_t stride = frame.Stride() != 0 ? frame.Stride() : rowBytes;
     if (stride < rowBytes || frame.Data() == nullptr ||
