@@ -1,6 +1,8 @@
 // The command line of viewlane-cli: the command, its arguments and the discovery options.
 #include "clioptions.h"
 
+#include <korvatincameraviewlane.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -133,11 +135,11 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
         } else if (name == "--bayer") {
             const std::string mode = takeValue();
             if (mode == "none")
-                options.bayerMode = 0;
+                options.bayerMode = CKorvatinCameraViewlane::kBayerNone;
             else if (mode == "nearest")
-                options.bayerMode = 1;
+                options.bayerMode = CKorvatinCameraViewlane::kBayerNearest;
             else if (mode == "bilinear")
-                options.bayerMode = 3;
+                options.bayerMode = CKorvatinCameraViewlane::kBayerBilinear;
             else
                 throw CUsageError("--bayer needs none, nearest or bilinear, not \"" + mode + "\"");
         } else if (name == "--format") {

@@ -279,12 +279,8 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
             session.StopRecording();
             break;
         }
-        try {
-            count = watchdog.Check();
-        } catch (const CKorvatinException&) {
-            session.StopRecording();
-            throw;
-        }
+        // A stream that stopped throws; disconnecting the session then closes the file.
+        count = watchdog.Check();
         meter.Sample(count, Clock::now());
         QThread::usleep(kPollUs);
     }
@@ -344,9 +340,8 @@ void CCliStreamCommands::SaveFrame(const std::string& device, const std::string&
             ~Released() { session.ReleaseFrameBuffer(&frame); }
         } release{session, converted};
         const QRN_ERROR converting =
-            tiff ? converted.Convert(raw, options_.bayerMode | 4, 0, 1, session.ConversionContext())
-                 : converted.Convert(raw, options_.bayerMode | 12, 8, 1,
-                                     session.ConversionContext());
+            converted.Convert(raw, options_.bayerMode | (tiff ? 4 : 12), tiff ? 0 : 8, 1,
+                              session.ConversionContext());
         if (converting != QRN_OK) {
             char type[16];
             std::snprintf(type, sizeof(type), "0x%08X", raw.PixelType());
