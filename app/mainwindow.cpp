@@ -12,7 +12,6 @@
 #include <korvatinframeconverted.h>
 #include <metatypes.h>
 
-#include <korvatin/korvatinexception.h>
 #include <korvatin/korvatinframe.h>
 
 #include <QActionGroup>
@@ -20,7 +19,6 @@
 #include <QCoreApplication>
 #include <QIntValidator>
 #include <QLabel>
-#include <QMessageBox>
 #include <QTimer>
 
 MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
@@ -64,7 +62,7 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     connect(m_displayTimer.get(), &CDisplayTimer::Timeout, this, &MainWindow::DisplayThreadTimout,
             Qt::QueuedConnection);
     m_frameRateTimer = new QTimer(this);
-    m_frameRateTimer->setInterval(3000);
+    m_frameRateTimer->setInterval(int(kRatePeriodSeconds * 1000));
     connect(m_frameRateTimer, &QTimer::timeout, this, &MainWindow::TimerFrameRateCalTimeout);
     m_timerReadonlyNodesPolling = new QTimer(this);
     m_timerReadonlyNodesPolling->setInterval(1000);
@@ -288,21 +286,12 @@ void MainWindow::ConnectCameraSwitch() {
 }
 
 void MainWindow::BayerActionGroupTriggered(QAction* action) {
-    int index = 0;
-    if (action == ui->actionNearest_Neighbor)
-        index = 1;
-    else if (action == ui->actionBilinear)
-        index = 2;
-    ui->comboBox_bayer->setCurrentIndex(index);
+    // The group holds the actions in the order of the combo box's entries.
+    ui->comboBox_bayer->setCurrentIndex(int(m_bayerGroup->actions().indexOf(action)));
 }
 
 void MainWindow::FrameRareActionGroupTriggered(QAction* action) {
-    int index = 2;
-    if (action == ui->action60_fps)
-        index = 0;
-    else if (action == ui->action30_fps)
-        index = 1;
-    ui->comboBox_display->setCurrentIndex(index);
+    ui->comboBox_display->setCurrentIndex(int(m_frameRateGroup->actions().indexOf(action)));
 }
 
 void MainWindow::DisplayThreadTimout() {

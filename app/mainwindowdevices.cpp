@@ -7,9 +7,7 @@
 #include "ui_mainwindow.h"
 
 #include <devicediscoverythread.h>
-#include <displaytimer.h>
 #include <korvatincameraviewlane.h>
-#include <korvatinframeconverted.h>
 #include <metatypes.h>
 
 #include <korvatin/korvatinexception.h>
@@ -150,7 +148,7 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
     ui->widgetGrabbedFrame->SetConversionContext(m_session->ConversionContext());
 
     try {
-        BuildGENiCAMTree();
+        LoadGENiCAMTree(); // builds and expands the tree
     } catch (const std::exception&) {
         // The connection goes on with whatever part of the tree was built.
     }
@@ -164,7 +162,6 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
     QTableWidgetItem* item = ui->tableWidgetDevices->item(row, 0);
     MarkRow(item, true);
     ui->tableWidgetDevices->selectRow(row);
-    ui->treeWidgetGenICam->expandAll();
     m_labelConnection->setText(g_strConnected);
     m_connected = true;
     emit CameraConnect(true);

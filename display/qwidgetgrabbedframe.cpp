@@ -80,7 +80,6 @@ CKorvatinFrameConverted* CQwidgetGrabbedFrame::SetFrame(CKorvatinFrameConverted*
         // let the upper half start with what the allocation held; the allocation is zeroed, so
         // that what it holds is defined.
         m_sums.reset(new uint16_t[bytes]());
-        std::memset(m_sums.get(), 0, bytes);
     }
     const uint8_t* pixels = raw->Data();
     uint16_t* sums = m_sums.get();
@@ -171,8 +170,10 @@ void CQwidgetGrabbedFrame::ApplyContrast(uint8_t* data, size_t size) const {
         total += data[i];
     const int32_t mean = int32_t(total / size);
     const int32_t offset = mean > m_halfContrast ? mean - m_halfContrast : 0;
-    for (size_t i = 0; i < size; ++i) {
-        const int32_t p = data[i];
+    // The stretch depends on the level alone for the whole frame: one table of the 256 levels,
+    // then a lookup per pixel instead of a division.
+    uint8_t stretched[256];
+    for (int32_t p = 0; p < 256; ++p) {
         int32_t out;
         if (p < offset)
             out = 0;
@@ -180,8 +181,10 @@ void CQwidgetGrabbedFrame::ApplyContrast(uint8_t* data, size_t size) const {
             out = std::min((p - offset) << (8 - m_contrastShift), 255);
         else
             out = std::min(((p - offset) << 8) / m_contrast, 255);
-        data[i] = uint8_t(out);
+        stretched[p] = uint8_t(out);
     }
+    for (size_t i = 0; i < size; ++i)
+        data[i] = stretched[data[i]];
 }
 
 void CQwidgetGrabbedFrame::BuildImage() {
