@@ -270,8 +270,10 @@ private slots:
                  QString("127.0.7.31"));
         QCOMPARE(table->item(first, 0)->checkState(), Qt::Unchecked);
         QCOMPARE(table->item(second, 0)->checkState(), Qt::Checked);
-        // The next discovery result keeps the connected camera's mark.
-        QTest::qWait(6000);
+        // The next discovery result keeps the connected camera's mark. A result rebuilds the
+        // table from new items: the marked item being replaced shows one arrived.
+        const QTableWidgetItem* marked = table->item(second, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(table->item(RowOf(*window, "127.0.7.31"), 0) != marked, 15000);
         const int again = RowOf(*window, "127.0.7.31");
         QVERIFY(again >= 0);
         QCOMPARE(table->item(again, 0)->checkState(), Qt::Checked);

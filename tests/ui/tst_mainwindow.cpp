@@ -568,9 +568,21 @@ private slots:
         const auto labels =
             window->statusBar()->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly);
         QCOMPARE(labels[7]->text(), QString("100 %"));
-        widget->ClearImage();
-        emit widget->zoomedPanChanged();
+        std::vector<uint8_t> pixels(640 * 480, 0);
+        CKorvatinFrame raw;
+        raw.Describe(pixels.data(), pixels.size(), pixels.size(), 640, 1, 0, nullptr);
+        raw.SetWidth(640);
+        raw.SetHeight(480);
+        raw.SetPixelType(0x01080001);
+        CKorvatinFrameConverted holder;
+        holder.SetSourceRawFrame(&raw);
+        widget->SetFrame(&holder);
+        // Zoomed by the widget itself: the label changes only when the widget says so.
+        widget->ZoomIn();
         QCOMPARE(labels[7]->text(), QString("100 %"));
+        emit widget->zoomedPanChanged();
+        QCOMPARE(labels[7]->text(), QString("150 %"));
+        widget->TakeFrame();
     }
 
     void withNoNewFramesTicksDoNothing() {
