@@ -1,6 +1,7 @@
 // The streaming path of the camera session: raw frames, spare wrappers, holders and their lists.
 #include "korvatinframeconverted.h"
 #include "loopbackdevice.h"
+#include "processmemory.h"
 #include "streamingfixture.h"
 #include "testnetwork.h"
 
@@ -14,47 +15,11 @@
 
 #include <memory>
 
-#include <sys/resource.h>
-
 namespace {
 
 const char* const kAddress = "127.0.5.21";
 // Small frames at a steady rate keep the tests quick on a loaded machine.
 const uint32_t kFrameRate = 200;
-
-// A figure of this process' memory in KiB from /proc ("VmRSS", "VmSize").
-qint64 processKiB(const QByteArray& field) {
-    QFile status("/proc/self/status");
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith(field + ':'))
-            return line.mid(field.size() + 1).trimmed().split(' ').value(0).toLongLong();
-    }
-    return -1;
-}
-
-qint64 residentKiB() {
-    return processKiB("VmRSS");
-}
-
-// Limits this process' address space for as long as it lives, so that large allocations fail as
-// on a machine without memory.
-class AddressSpaceLimit {
-public:
-    explicit AddressSpaceLimit(qint64 headroomBytes) {
-        getrlimit(RLIMIT_AS, &saved_);
-        rlimit limited = saved_;
-        limited.rlim_cur = rlim_t(processKiB("VmSize") * 1024 + headroomBytes);
-        applied_ = setrlimit(RLIMIT_AS, &limited) == 0;
-    }
-    ~AddressSpaceLimit() { setrlimit(RLIMIT_AS, &saved_); }
-    bool applied() const { return applied_; }
-
-private:
-    rlimit saved_{};
-    bool applied_ = false;
-};
 
 // The next ready frame, waiting up to `timeoutMs`; null when none came.
 CKorvatinFrameConverted* waitForDisplayFrame(CKorvatinCameraViewlane& session, int timeoutMs) {
@@ -287,14 +252,14 @@ void TestFramePipeline::repeatedStreamingDoesNotLeakBuffers() {
         cycle();
     if (QTest::currentTestFailed())
         return;
-    const qint64 before = residentKiB();
+    const qint64 before = ProcessKiB("VmRSS");
     QVERIFY(before > 0);
     for (int i = 0; i < 6; ++i) {
         cycle();
         if (QTest::currentTestFailed())
             return;
     }
-    const qint64 after = residentKiB();
+    const qint64 after = ProcessKiB("VmRSS");
     QVERIFY2(after - before < 8 * 1024, qPrintable(QString("resident memory grew from %1 KiB to "
                                                            "%2 KiB over 6 streaming cycles")
                                                        .arg(before)

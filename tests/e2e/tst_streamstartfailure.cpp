@@ -4,34 +4,15 @@
 #include "windowdriver.h"
 
 #include <korvatincameraviewlane.h>
+#include <processmemory.h>
 #include <simulatorprocess.h>
 #include <testnetwork.h>
 
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <sys/resource.h>
-
-#include <fstream>
-#include <string>
-
 namespace {
 constexpr uint64_t kMiB = 1024 * 1024;
-
-// The process' current address-space size, from /proc/self/status.
-uint64_t AddressSpaceBytes() {
-    std::ifstream status("/proc/self/status");
-    std::string key;
-    while (status >> key) {
-        if (key == "VmSize:") {
-            uint64_t kib = 0;
-            status >> kib;
-            return kib * 1024;
-        }
-        status.ignore(4096, '\n');
-    }
-    return 0;
-}
 } // namespace
 
 using namespace e2e;
@@ -61,13 +42,11 @@ private slots:
         // Room for the snapshot frame and the eight stream buffers, not for the five holders of
         // converted frames on top.
         const uint64_t image = 4096ull * 3072 * 6;
-        rlimit previous{};
-        QCOMPARE(getrlimit(RLIMIT_AS, &previous), 0);
-        rlimit limited = previous;
-        limited.rlim_cur = AddressSpaceBytes() + 9 * image + 250 * kMiB;
-        QCOMPARE(setrlimit(RLIMIT_AS, &limited), 0);
-        ClickRow(window, 0);
-        QCOMPARE(setrlimit(RLIMIT_AS, &previous), 0);
+        {
+            AddressSpaceLimit limit(qint64(9 * image + 250 * kMiB));
+            QVERIFY(limit.applied());
+            ClickRow(window, 0);
+        }
 
         QTRY_COMPARE_WITH_TIMEOUT(boxes.texts, QStringList{"fail to allocate memory."}, 5000);
         QVERIFY(window.IsConnected());
