@@ -44,6 +44,22 @@ private:
     int* m_count;
 };
 
+// A black 640 x 480 Mono8 frame in a converted holder, as the display widget is handed one.
+struct BlackFrame {
+    std::vector<uint8_t> pixels = std::vector<uint8_t>(640 * 480, 0);
+    CKorvatinFrame raw;
+    CKorvatinFrameConverted holder;
+    BlackFrame() {
+        raw.Describe(pixels.data(), pixels.size(), pixels.size(), 640, 1, 0, nullptr);
+        raw.SetWidth(640);
+        raw.SetHeight(480);
+        raw.SetPixelType(0x01080001);
+        holder.SetSourceRawFrame(&raw);
+    }
+    BlackFrame(const BlackFrame&) = delete;
+    BlackFrame& operator=(const BlackFrame&) = delete;
+};
+
 class TestMainWindow : public QObject {
     Q_OBJECT
 
@@ -568,15 +584,8 @@ private slots:
         const auto labels =
             window->statusBar()->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly);
         QCOMPARE(labels[7]->text(), QString("100 %"));
-        std::vector<uint8_t> pixels(640 * 480, 0);
-        CKorvatinFrame raw;
-        raw.Describe(pixels.data(), pixels.size(), pixels.size(), 640, 1, 0, nullptr);
-        raw.SetWidth(640);
-        raw.SetHeight(480);
-        raw.SetPixelType(0x01080001);
-        CKorvatinFrameConverted holder;
-        holder.SetSourceRawFrame(&raw);
-        widget->SetFrame(&holder);
+        BlackFrame frame;
+        widget->SetFrame(&frame.holder);
         // Zoomed by the widget itself: the label changes only when the widget says so.
         widget->ZoomIn();
         QCOMPARE(labels[7]->text(), QString("100 %"));
@@ -616,15 +625,8 @@ private slots:
     void zoomButtonsStepTheViewAndTheLabel() {
         auto window = MakeWindow("");
         auto* widget = Find<CQwidgetGrabbedFrame>(window.get(), "widgetGrabbedFrame");
-        std::vector<uint8_t> pixels(640 * 480, 0);
-        CKorvatinFrame raw;
-        raw.Describe(pixels.data(), pixels.size(), pixels.size(), 640, 1, 0, nullptr);
-        raw.SetWidth(640);
-        raw.SetHeight(480);
-        raw.SetPixelType(0x01080001);
-        CKorvatinFrameConverted holder;
-        holder.SetSourceRawFrame(&raw);
-        widget->SetFrame(&holder);
+        BlackFrame frame;
+        widget->SetFrame(&frame.holder);
         emit window->CameraConnect(true);
         const auto labels =
             window->statusBar()->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly);
