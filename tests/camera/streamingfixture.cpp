@@ -7,7 +7,6 @@
 
 #include <QFile>
 
-
 bool StreamingFixture::startCamera(const QString& address, const QStringList& arguments,
                                    QString* error) {
     address_ = address;
