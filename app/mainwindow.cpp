@@ -344,18 +344,15 @@ void MainWindow::RefreshZoomLabel() {
 }
 
 // The device commands below open the maintenance dialogs (force IP, reboot, IP configuration,
-// LUT, firmware, XML, device settings, discovery settings, About, recording settings) or save a
-// frame; they are filled in together with those dialogs and the frame-saving command. Until
-// then the buttons and actions are wired to them and they do nothing.
+// firmware, XML, discovery settings, About, recording settings) or save a frame; they are filled
+// in together with those dialogs and the frame-saving command. Until then the buttons and
+// actions are wired to them and they do nothing.
 void MainWindow::on_pushButton_force_ip_clicked() {}
 void MainWindow::on_pushButton_force_reboot_clicked() {}
 void MainWindow::on_pushButton_ip_configuration_clicked() {}
-void MainWindow::on_pushButton_program_LUT_clicked() {}
 void MainWindow::on_pushButton_firmware_upgrade_clicked() {}
 void MainWindow::on_pushButton_programXML_clicked() {}
 void MainWindow::on_pushButton_genIcamXmlLoad_clicked() {}
-void MainWindow::on_pushButton_saveDeviceSettings_clicked() {}
-void MainWindow::on_pushButton_loadDeviceSettings_clicked() {}
 void MainWindow::on_pushButton_device_discovery_clicked() {}
 void MainWindow::on_pushButton_about_clicked() {}
 void MainWindow::on_pushButton_recording_settings_clicked() {}

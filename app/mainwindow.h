@@ -24,6 +24,7 @@ class DeviceDiscoveryThread;
 class QAction;
 class QActionGroup;
 class QComboBox;
+class QDialog;
 class QIntValidator;
 class QLabel;
 class QTimer;
@@ -167,6 +168,10 @@ private:
     void StopDisplay();
     // Starts read-only polling when its check box is checked and there is something to poll.
     void StartPollingIfChecked();
+    // Runs `dialog` (a maintenance dialog, modal) with discovery switched off (after a listing
+    // in progress has finished) and read-only polling stopped; both come back afterwards as
+    // they were, polling only when there is something to poll.
+    void PauseDiscoveryAndPolling(QDialog& dialog);
     // Adds `node` (and, for a category, its features) as the last child of `parent`; its editor
     // waits in m_pendingEditors until the tree build places it.
     void AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node);

@@ -9,11 +9,11 @@
 #include <devicediscoverythread.h>
 #include <korvatincameraviewlane.h>
 #include <metatypes.h>
+#include <showmessage.h>
 
 #include <korvatin/korvatinexception.h>
 #include <korvatin/korvatinframe.h>
 
-#include <QMessageBox>
 #include <QTableWidgetItem>
 #include <QTimer>
 
@@ -42,10 +42,7 @@ void MarkRow(QTableWidgetItem* item, bool connected) {
 } // namespace
 
 void MainWindow::ShowMessage(const QString& text, QWidget* parent) {
-    QMessageBox box(parent);
-    box.setText(text);
-    box.setStandardButtons(QMessageBox::Ok);
-    box.exec();
+    ::ShowMessage(text, parent);
 }
 
 void MainWindow::DevicesDiscovered(const GigEVisionDeviceInfo* deviceInfos, int count) {

@@ -24,9 +24,10 @@ public:
 
     // Discovers the devices and returns the one whose serial number, IP address or MAC is `id`.
     GigEVisionDeviceInfo FindDevice(const std::string& id);
+    // Finds `device` and connects `camera` to it.
+    void ConnectTo(CKorvatinCamera& camera, const std::string& device);
 
 private:
-    void ConnectTo(CKorvatinCamera& camera, const std::string& device);
     static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
     void PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path);
 

@@ -35,7 +35,8 @@ int expectedArguments(const std::string& command) {
         return 3;
     if (command == "grab")
         return 1;
-    if (command == "record" || command == "save-frame")
+    if (command == "record" || command == "save-frame" || command == "save-settings" ||
+        command == "load-settings" || command == "program-lut")
         return 2;
     return -1;
 }
@@ -61,6 +62,12 @@ const char* CCliOptions::Usage() {
            "                             records N frames into an AVI file (0: until Ctrl+C)\n"
            "  save-frame DEVICE FILE --format raw|tif|bmp\n"
            "                             saves one received frame\n"
+           "  save-settings DEVICE FILE  saves the device's feature values to a device settings\n"
+           "                             file (one \"name type value\" line per feature)\n"
+           "  load-settings DEVICE FILE  writes a device settings file's values into the device\n"
+           "  program-lut DEVICE FILE.csv\n"
+           "                             programs the device's look-up table, one entry per line\n"
+           "                             (decimal, 0x hex or 0 octal); LUTEnable is left as it is\n"
            "\n"
            "DEVICE is a serial number, an IP address or a MAC address (xx-xx-xx-xx-xx-xx).\n"
            "\n"
@@ -176,7 +183,10 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             {"set", "set DEVICE FEATURE VALUE"},
             {"grab", "grab DEVICE --frames N"},
             {"record", "record DEVICE FILE.avi --frames N"},
-            {"save-frame", "save-frame DEVICE FILE --format raw|tif|bmp"}};
+            {"save-frame", "save-frame DEVICE FILE --format raw|tif|bmp"},
+            {"save-settings", "save-settings DEVICE FILE"},
+            {"load-settings", "load-settings DEVICE FILE"},
+            {"program-lut", "program-lut DEVICE FILE.csv"}};
         std::string form;
         for (const auto& entry : forms) {
             if (options.command == entry.first)

@@ -25,7 +25,9 @@ public:
     static const char* Usage();
 
     bool help = false;
-    std::string command; // "list", "tree", "get", "set", "grab", "record" or "save-frame"
+    // "list", "tree", "get", "set", "grab", "record", "save-frame", "save-settings",
+    // "load-settings" or "program-lut"
+    std::string command;
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
     bool broadcast = false;

@@ -1,6 +1,7 @@
 // viewlane-cli: lists cameras, reads, writes and walks their features, grabs, records and saves
 // frames.
 #include "clicommands.h"
+#include "climaintenancecommands.h"
 #include "clioptions.h"
 #include "clistreamcommands.h"
 
@@ -61,7 +62,17 @@ int main(int argc, char** argv) {
             std::signal(SIGINT, interruptHandler);
             std::signal(SIGTERM, interruptHandler);
         }
-        if (options.command == "grab")
+        CCliMaintenanceCommands maintenance(commands, std::cout);
+        // The maintenance jobs print their own final text; a job that failed only sets the
+        // exit status.
+        bool jobSucceeded = true;
+        if (options.command == "save-settings")
+            jobSucceeded = maintenance.SaveSettings(args[0], args[1]);
+        else if (options.command == "load-settings")
+            jobSucceeded = maintenance.LoadSettings(args[0], args[1]);
+        else if (options.command == "program-lut")
+            jobSucceeded = maintenance.ProgramLut(args[0], args[1]);
+        else if (options.command == "grab")
             streamCommands.Grab(args[0]);
         else if (options.command == "record")
             streamCommands.Record(args[0], args[1]);
@@ -76,6 +87,8 @@ int main(int argc, char** argv) {
         else
             commands.Set(args[0], args[1], args[2]);
         std::cout.flush();
+        if (!jobSucceeded)
+            return 1;
     } catch (const std::exception& e) {
         std::cout.flush();
         return report(e.what(), 1);

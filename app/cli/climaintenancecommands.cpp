@@ -1,0 +1,40 @@
+// The maintenance commands of viewlane-cli: device settings files and LUT programming.
+#include "climaintenancecommands.h"
+
+#include "clicommands.h"
+#include "clijobhost.h"
+
+#include <devicesettingsjob.h>
+#include <lutprogramjob.h>
+
+#include <korvatin/korvatincamera.h>
+
+#include <QString>
+
+CCliMaintenanceCommands::CCliMaintenanceCommands(CCliCommands& commands, std::ostream& out)
+    : commands_(commands), out_(out) {}
+
+bool CCliMaintenanceCommands::RunOnDevice(const std::string& device, const Job& job) {
+    CKorvatinCamera camera;
+    commands_.ConnectTo(camera, device);
+    CCliJobHost host(camera, out_);
+    return job(host, camera);
+}
+
+bool CCliMaintenanceCommands::SaveSettings(const std::string& device, const std::string& file) {
+    return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
+        return DeviceSettingsJob(&host, &camera).Save(QString::fromLocal8Bit(file));
+    });
+}
+
+bool CCliMaintenanceCommands::LoadSettings(const std::string& device, const std::string& file) {
+    return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
+        return DeviceSettingsJob(&host, &camera).Load(QString::fromLocal8Bit(file));
+    });
+}
+
+bool CCliMaintenanceCommands::ProgramLut(const std::string& device, const std::string& file) {
+    return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
+        return CLutProgramJob(&host, &camera).Run(QString::fromLocal8Bit(file));
+    });
+}

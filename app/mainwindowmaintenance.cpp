@@ -1,0 +1,51 @@
+// The main window's maintenance commands that run a progress dialog on the connected camera.
+#include "mainwindow.h"
+
+#include "ui_mainwindow.h"
+
+#include <devicediscoverythread.h>
+#include <dialogloaddevicesettings.h>
+#include <dialogprogramlut.h>
+#include <dialogsavedevicesettings.h>
+#include <korvatincameraviewlane.h>
+
+#include <QTimer>
+
+void MainWindow::PauseDiscoveryAndPolling(QDialog& dialog) {
+    const bool discoveryWasOn = m_discoveryThread->IsEnabled();
+    if (discoveryWasOn)
+        m_discoveryThread->SetDiscovery(false, m_listDevicesSettings, true);
+    // The action goes off; the check box keeps showing the user's choice. The action reaches
+    // the check box only when triggered, so setting it here leaves the box alone.
+    const bool pollingWasOn = ui->actionReadonly_Nodes_Polling->isChecked();
+    if (pollingWasOn) {
+        ui->actionReadonly_Nodes_Polling->setChecked(false);
+        m_timerReadonlyNodesPolling->stop();
+    }
+
+    dialog.exec();
+
+    if (pollingWasOn) {
+        ui->actionReadonly_Nodes_Polling->setChecked(true);
+        if (!m_readonlyPollingFrames.isEmpty())
+            m_timerReadonlyNodesPolling->start();
+    }
+    if (discoveryWasOn)
+        m_discoveryThread->SetDiscovery(true, m_listDevicesSettings, false);
+}
+
+void MainWindow::on_pushButton_program_LUT_clicked() {
+    CDialogProgramLUT dialog(m_session.get(), this);
+    PauseDiscoveryAndPolling(dialog);
+}
+
+void MainWindow::on_pushButton_saveDeviceSettings_clicked() {
+    CDialogSaveDeviceSettings dialog(m_session.get(), this);
+    PauseDiscoveryAndPolling(dialog);
+}
+
+void MainWindow::on_pushButton_loadDeviceSettings_clicked() {
+    CDialogLoadDeviceSettings dialog(m_session.get(), this);
+    dialog.SetFeatureTreeRebuild([this] { LoadGENiCAMTree(); });
+    PauseDiscoveryAndPolling(dialog);
+}
