@@ -5,13 +5,10 @@
 #include "mainwindow.h"
 #include "uitesthelpers.h"
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPointer>
-#include <QSet>
 #include <QStatusBar>
 #include <QTableWidget>
 #include <QTest>
@@ -35,29 +32,8 @@ inline QString WriteSettings(const QString& path, const QByteArray& extraHost = 
     return path;
 }
 
-// Answers every message box the window opens with Ok and keeps their texts, in order.
-class MessageBoxWatcher : public QObject {
-public:
-    MessageBoxWatcher() {
-        connect(&m_timer, &QTimer::timeout, this, [this] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box || m_seen.contains(box))
-                return;
-            m_seen.insert(box);
-            texts.append(box->text());
-            if (QAbstractButton* ok = box->button(QMessageBox::Ok))
-                ok->click();
-            else
-                box->accept();
-        });
-        m_timer.start(10);
-    }
-    QStringList texts;
-
-private:
-    QTimer m_timer;
-    QSet<QObject*> m_seen;
-};
+// Answers every message box with Ok and keeps the texts.
+using uitest::MessageBoxWatcher;
 
 inline QTableWidget* Table(MainWindow& window) {
     return window.findChild<QTableWidget*>("tableWidgetDevices");

@@ -1,11 +1,15 @@
 // Helpers shared by the widget tests: screenshots into the build tree and settings files.
 #pragma once
 
+#include <QAbstractButton>
+#include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
 #include <QGuiApplication>
+#include <QMessageBox>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QWidget>
 
 namespace uitest {
@@ -55,5 +59,30 @@ inline const QStringList& CameraSwitchedNames() {
                                       "actionClear_Dropframe_Count"};
     return names;
 }
+
+// Answers every message box that opens with Ok and keeps the texts, in order. A box is marked
+// once answered, so the next box is answered too even when it reuses the first one's memory.
+class MessageBoxWatcher : public QObject {
+public:
+    MessageBoxWatcher() {
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box || box->property(kAnswered).toBool())
+                return;
+            box->setProperty(kAnswered, true);
+            texts.append(box->text());
+            if (QAbstractButton* ok = box->button(QMessageBox::Ok))
+                ok->click();
+            else
+                box->accept();
+        });
+        m_timer.start(10);
+    }
+    QStringList texts;
+
+private:
+    static constexpr const char* kAnswered = "messageBoxWatcherAnswered";
+    QTimer m_timer;
+};
 
 } // namespace uitest
