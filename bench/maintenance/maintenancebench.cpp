@@ -1,0 +1,156 @@
+// Maintenance jobs benchmark: programming a 4,096-entry LUT and saving and loading the
+// simulator's whole feature set, once through the dialogs (every write carried to the GUI thread
+// and waited for) and once with direct writes as viewlane-cli makes them, in the same run
+// against the same korvatin-camsim over loopback.
+// Runs under an X server (xvfb.sh) inside a private network namespace (isolated.sh).
+#include "uitesthelpers.h"
+
+#include <cameranodesetting.h>
+#include <devicesettingsjob.h>
+#include <dialogloaddevicesettings.h>
+#include <dialogprogramlut.h>
+#include <dialogsavedevicesettings.h>
+#include <loopbackdevice.h>
+#include <lutprogramjob.h>
+#include <maintenancejobhost.h>
+#include <simulatorprocess.h>
+
+#include <korvatin/korvatincamera.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <vector>
+
+namespace {
+
+constexpr int kRounds = 5;
+constexpr int kLutEntries = 4096;
+
+// Direct writes, events dropped: the job as viewlane-cli runs it, without its printing.
+class DirectHost : public CMaintenanceJobHost {
+public:
+    explicit DirectHost(CKorvatinCamera& camera) : camera_(camera) {}
+    void SendThreadEvent(int, int, const char*) override {}
+    void SendThreadEventNumber(int, int) override {}
+    bool CameraSet(const TCameraNodeSetting& setting, QString& error) override {
+        try {
+            WriteCameraNodeSetting(camera_, setting);
+            return true;
+        } catch (const std::exception& e) {
+            error = e.what();
+            return false;
+        }
+    }
+
+private:
+    CKorvatinCamera& camera_;
+};
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double TimeMs(const std::function<bool()>& run) {
+    QElapsedTimer timer;
+    timer.start();
+    if (!run()) {
+        std::fprintf(stderr, "maintenance-bench: a job failed\n");
+        std::exit(1);
+    }
+    return timer.nsecsElapsed() / 1e6;
+}
+
+// Runs the dialog's job on `fileName` from a click on `button` until its final message has been
+// answered; false when the message is not `expected`.
+bool RunDialog(QDialog& dialog, const char* button, const QString& fileName,
+               const QString& expected) {
+    uitest::MessageBoxWatcher boxes;
+    dialog.show();
+    dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
+    dialog.findChild<QPushButton*>(button)->click();
+    const bool ended = QTest::qWaitFor([&] { return !boxes.texts.isEmpty(); }, 120000);
+    dialog.hide();
+    return ended && boxes.texts.first() == expected;
+}
+
+void Report(const char* what, const std::vector<double>& dialog,
+            const std::vector<double>& direct) {
+    std::printf("  %-26s dialog median %8.1f ms (min %8.1f)   direct median %8.1f ms (min %8.1f)"
+                "   ratio %.2f\n",
+                what, Median(dialog), *std::min_element(dialog.begin(), dialog.end()),
+                Median(direct), *std::min_element(direct.begin(), direct.end()),
+                Median(dialog) / Median(direct));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QTemporaryDir dir;
+    SimulatorProcess camsim;
+    const char* address = "127.0.10.1";
+    if (!camsim.startCamsim({"--address", address, "--lut-index", "0:4095:1", "--lut-value",
+                             "0:4095:1"})) {
+        std::fprintf(stderr, "maintenance-bench: %s\n", qPrintable(camsim.errorString()));
+        return 1;
+    }
+    CKorvatinCamera camera;
+    camera.Connect(LoopbackDevice(address), nullptr);
+
+    QByteArray table;
+    for (int k = 0; k < kLutEntries; ++k)
+        table += QByteArray::number(kLutEntries - 1 - k) + "\n";
+    const QString lutFile = dir.filePath("lut.csv");
+    QFile file(lutFile);
+    if (!file.open(QIODevice::WriteOnly) || file.write(table) != table.size())
+        return 1;
+    file.close();
+    const QString settingsFile = dir.filePath("settings.txt");
+
+    std::vector<double> lutDialog, lutDirect, saveDialog, saveDirect, loadDialog, loadDirect;
+    DirectHost direct(camera);
+    for (int round = 0; round < kRounds; ++round) {
+        lutDirect.push_back(
+            TimeMs([&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
+        lutDialog.push_back(TimeMs([&] {
+            CDialogProgramLUT dialog(&camera, nullptr);
+            return RunDialog(dialog, "pushButton_program", lutFile,
+                             "Program is completed successfully");
+        }));
+        saveDirect.push_back(
+            TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Save(settingsFile); }));
+        saveDialog.push_back(TimeMs([&] {
+            CDialogSaveDeviceSettings dialog(&camera, nullptr);
+            return RunDialog(dialog, "pushButton_save_settings", settingsFile,
+                             "Device setting was successfully saved to file: " + settingsFile);
+        }));
+        loadDirect.push_back(
+            TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Load(settingsFile); }));
+        loadDialog.push_back(TimeMs([&] {
+            CDialogLoadDeviceSettings dialog(&camera, nullptr);
+            return RunDialog(dialog, "pushButton_load_settings", settingsFile,
+                             "Device setting was successfully loaded from file: " + settingsFile);
+        }));
+    }
+    int lines = 0;
+    QFile saved(settingsFile);
+    if (saved.open(QIODevice::ReadOnly))
+        lines = saved.readAll().count('\n');
+    std::printf("Maintenance jobs against korvatin-camsim over loopback, %d rounds each\n",
+                kRounds);
+    std::printf("  LUT of %d entries (%d writes); settings file of %d lines\n", kLutEntries,
+                2 * kLutEntries, lines);
+    Report("LUT program", lutDialog, lutDirect);
+    Report("save settings", saveDialog, saveDirect);
+    Report("load settings", loadDialog, loadDirect);
+    return 0;
+}
