@@ -98,8 +98,8 @@ int main(int argc, char** argv) {
     QTemporaryDir dir;
     SimulatorProcess camsim;
     const char* address = "127.0.10.1";
-    if (!camsim.startCamsim({"--address", address, "--lut-index", "0:4095:1", "--lut-value",
-                             "0:4095:1"})) {
+    if (!camsim.startCamsim(
+            {"--address", address, "--lut-index", "0:4095:1", "--lut-value", "0:4095:1"})) {
         std::fprintf(stderr, "maintenance-bench: %s\n", qPrintable(camsim.errorString()));
         return 1;
     }
@@ -119,8 +119,7 @@ int main(int argc, char** argv) {
     std::vector<double> lutDialog, lutDirect, saveDialog, saveDirect, loadDialog, loadDirect;
     DirectHost direct(camera);
     for (int round = 0; round < kRounds; ++round) {
-        lutDirect.push_back(
-            TimeMs([&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
+        lutDirect.push_back(TimeMs([&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
         lutDialog.push_back(TimeMs([&] {
             CDialogProgramLUT dialog(&camera, nullptr);
             return RunDialog(dialog, "pushButton_program", lutFile,

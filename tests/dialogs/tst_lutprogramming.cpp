@@ -89,6 +89,7 @@ private slots:
     void valueOffTheIncrementIsRefusedBeforeAnyWrite();
     void valueOutOfRangeIsRefusedBeforeAnyWrite();
     void writeFailureAtEntry10LeavesEntries0To9();
+    void cameraKilledDuringTheWritesEndsWithItsEntry();
     void extraLineIsIgnored();
     void indexStepsByItsIncrement();
     void tableOf4096Entries();
@@ -205,6 +206,27 @@ void TestLutProgramming::writeFailureAtEntry10LeavesEntries0To9() {
     for (int k = 0; k < 10; ++k)
         progress << QString::number((k + 1) * 100 / 1024);
     QCOMPARE(host.Texts(2), progress);
+}
+
+void TestLutProgramming::cameraKilledDuringTheWritesEndsWithItsEntry() {
+    ConnectedCamsim camsim;
+    QVERIFY2(camsim.Start("127.0.0.56"), qPrintable(camsim.Error()));
+    const QString path = WriteFile(m_dir.path(), "killed.csv", table(1024, decimal));
+    RecordingHost host(&camsim.Camera());
+    int writes = 0;
+    host.write = [&](const TCameraNodeSetting& s, QString& error) {
+        // The camera loses power before entry 5's index write.
+        if (++writes == 11)
+            camsim.Process().kill();
+        return WriteDirect(camsim.Camera(), s, error);
+    };
+    QVERIFY(!CLutProgramJob(&host, &camsim.Camera()).Run(path));
+    const QStringList finished = host.Texts(4);
+    QCOMPARE(finished.size(), 1);
+    QVERIFY2(finished.first().startsWith("Fail to set LUT. Entry: 5. Error: "),
+             qPrintable(finished.first()));
+    QVERIFY(finished.first().size() > QString("Fail to set LUT. Entry: 5. Error: ").size());
+    QCOMPARE(host.Writes().size(), 11);
 }
 
 void TestLutProgramming::extraLineIsIgnored() {
