@@ -83,6 +83,10 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
 
     connect(ui->widgetGrabbedFrame, &CQwidgetGrabbedFrame::zoomedPanChanged, this,
             &MainWindow::RefreshZoomLabel);
+    connect(ui->widgetGrabbedFrame, &CQwidgetGrabbedFrame::autoROIChanged, this,
+            &MainWindow::autoROIChanged);
+    connect(ui->widgetGrabbedFrame, &CQwidgetGrabbedFrame::autoROIReset, this,
+            &MainWindow::autoROIReset);
 
     if (!m_settings->programXML) {
         // XML programming is not offered at all: the button and the action (with it its menu
@@ -343,20 +347,14 @@ void MainWindow::RefreshZoomLabel() {
     m_labelZoom->setText(QString("%1 %").arg(zoom));
 }
 
-// The device commands below open the maintenance dialogs (force IP, reboot, IP configuration,
-// firmware, XML, discovery settings, About, recording settings) or save a frame; they are filled
-// in together with those dialogs and the frame-saving command. Until then the buttons and
-// actions are wired to them and they do nothing.
+// The device commands below open the network tools (force IP, reboot, IP configuration) and
+// the firmware and XML programming dialogs; they are filled in together with those dialogs.
+// Until then the buttons and actions are wired to them and they do nothing.
 void MainWindow::on_pushButton_force_ip_clicked() {}
 void MainWindow::on_pushButton_force_reboot_clicked() {}
 void MainWindow::on_pushButton_ip_configuration_clicked() {}
 void MainWindow::on_pushButton_firmware_upgrade_clicked() {}
 void MainWindow::on_pushButton_programXML_clicked() {}
-void MainWindow::on_pushButton_genIcamXmlLoad_clicked() {}
-void MainWindow::on_pushButton_device_discovery_clicked() {}
-void MainWindow::on_pushButton_about_clicked() {}
-void MainWindow::on_pushButton_recording_settings_clicked() {}
-void MainWindow::on_pushButton_file_save_clicked() {}
 
 void MainWindow::on_pushButton_record_clicked() {
     if (!m_connected || m_session->IsRecording())

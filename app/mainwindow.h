@@ -117,6 +117,11 @@ public slots:
     void TimerReadonlyNodesPollingTimeout();
     // Shows an editor's error, then clears stale replies of the control channel.
     void GENiCAMNodeErrorOccured(QString message);
+    // A rectangle dragged on the live image, in sensor pixels: written as the camera's auto
+    // region (sizes first, then offsets), each value clamped and rounded to its feature.
+    void autoROIChanged(uint x, uint y, uint width, uint height);
+    // The auto region back to the whole sensor.
+    void autoROIReset();
 
 private slots:
     void on_tableWidgetDevices_cellClicked(int row, int column);

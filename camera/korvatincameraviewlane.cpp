@@ -10,7 +10,9 @@
 #include <QByteArray>
 #include <QMutexLocker>
 
+#include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -315,4 +317,65 @@ double CKorvatinCameraViewlane::RecordingFrameRate() {
     } catch (const CKorvatinException&) {
         return 0;
     }
+}
+
+namespace {
+
+std::string codeText(QRN_ERROR code) {
+    switch (code) {
+    case QRN_ERR_NOT_FOUND:
+        return "no such file or directory";
+    case QRN_ERR_IO:
+        return "input/output error";
+    case QRN_ERR_NO_MEMORY:
+        return "out of memory";
+    case QRN_ERR_ACCESS:
+        return "permission denied";
+    case QRN_ERR_INVALID:
+        return "invalid frame or argument";
+    case QRN_ERR_UNSUPPORTED:
+        return "pixel format not supported";
+    default:
+        return "error " + std::to_string(code);
+    }
+}
+
+} // namespace
+
+void CKorvatinCameraViewlane::SaveFrame(const CKorvatinFrame& raw, const char* fileName, int format,
+                                        uint32_t bayerMode) {
+    QRN_ERROR result = QRN_OK;
+    if (format == 0) {
+        result = FrameSave(&raw, fileName, 0, 0, ConversionContext());
+    } else if (format == 1 || format == 2) {
+        const bool tiff = format == 1;
+        CKorvatinFrame converted;
+        converted.SetWidth(m_maxWidth);
+        converted.SetHeight(m_maxHeight);
+        converted.SetPixelType(kPixelRGB10Packed);
+        if (tiff)
+            converted.SetConversionAttributes(3, 0);
+        else
+            converted.SetConversionAttributes(11, 8);
+        if (AllocateFrameBuffer(&converted, 0) != QRN_OK)
+            throw CKorvatinException("fail to allocate memory.", kSessionError);
+        struct Released {
+            CKorvatinCameraViewlane& session;
+            CKorvatinFrame& frame;
+            ~Released() { session.ReleaseFrameBuffer(&frame); }
+        } release{*this, converted};
+        const QRN_ERROR converting = converted.Convert(raw, bayerMode | (tiff ? 4 : 12),
+                                                       tiff ? 0 : 8, 1, ConversionContext());
+        if (converting != QRN_OK) {
+            char type[16];
+            std::snprintf(type, sizeof(type), "0x%08X", raw.PixelType());
+            throw CKorvatinException(std::string("cannot convert the frame (pixel type ") + type +
+                                         "): " + codeText(converting),
+                                     converting);
+        }
+        result = FrameSave(&converted, fileName, tiff ? 1 : 2, 0, nullptr);
+    }
+    if (result != QRN_OK)
+        throw CKorvatinException(
+            std::string("cannot create \"") + fileName + "\": " + codeText(result), result);
 }

@@ -94,6 +94,13 @@ public:
     // Puts a raw frame wrapper back on the spare list.
     void ReturnRawFrame(CKorvatinFrame* raw);
 
+    // Writes the received frame `raw` to `fileName` (local 8-bit encoding) as the viewer saves
+    // frames: format 0 the sensor data as received, 1 TIFF through the RGB10Packed frame (more
+    // than 8 bits kept as 16 per channel), 2 BMP through the 8-bit display type; Bayer mosaics
+    // are interpolated with `bayerMode`. Any other format writes nothing. Throws
+    // CKorvatinException when the frame cannot be converted or the file not written.
+    void SaveFrame(const CKorvatinFrame& raw, const char* fileName, int format, uint32_t bayerMode);
+
     // Opens `fileName` as an AVI of the camera's current size, frame rate and colour (grey for
     // Mono formats and for Bayer formats recorded with bayerMode 0) and records every frame the
     // conversion thread passes on until StopRecording, or until maxFrames frames when it is not

@@ -6,6 +6,9 @@ build=${1:-build}
 bin="$build/bin"
 address=${KORVATIN_DEMO_ADDRESS:-127.0.0.1}
 export KORVATIN_GEV_INTERFACES=lo
+# The About box reads the release notes from $KORVATIN_DIR/Release_Notes.txt.
+KORVATIN_DIR=$(cd "$(dirname "$0")/.." && pwd)
+export KORVATIN_DIR
 
 if [ ! -x "$bin/korvatin-camsim" ]; then
     echo "run: $bin/korvatin-camsim was not built" >&2

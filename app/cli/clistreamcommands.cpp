@@ -34,25 +34,6 @@ std::string fixed(double value) {
     return text;
 }
 
-std::string codeText(QRN_ERROR code) {
-    switch (code) {
-    case QRN_ERR_NOT_FOUND:
-        return "no such file or directory";
-    case QRN_ERR_IO:
-        return "input/output error";
-    case QRN_ERR_NO_MEMORY:
-        return "out of memory";
-    case QRN_ERR_ACCESS:
-        return "permission denied";
-    case QRN_ERR_INVALID:
-        return "invalid frame or argument";
-    case QRN_ERR_UNSUPPORTED:
-        return "pixel format not supported";
-    default:
-        return "error " + std::to_string(code);
-    }
-}
-
 // Stands in for the viewer's display: keeps the frame it took last and gives the one before
 // back, so the pipeline runs exactly as with a window on screen.
 class DisplayConsumer {
@@ -315,43 +296,7 @@ void CCliStreamCommands::SaveFrame(const std::string& device, const std::string&
         ~Returned() { session.ReturnDisplayFrame(frame); }
     } holder{session, streaming.Display().Take()};
     const CKorvatinFrame& raw = *holder.frame->SourceRawFrame();
-
-    QRN_ERROR result = QRN_OK;
-    if (options_.format == "raw") {
-        // The sensor data as received.
-        result = CKorvatinCamera::FrameSave(&raw, file.c_str(), 0, 0, nullptr);
-    } else {
-        // Converted as the viewer converts for saving: TIFF keeps more than 8 bits as 16 bits
-        // per channel, BMP takes the 8-bit display type.
-        const bool tiff = options_.format == "tif";
-        CKorvatinFrame converted;
-        converted.SetWidth(session.MaxWidth());
-        converted.SetHeight(session.MaxHeight());
-        converted.SetPixelType(CKorvatinCameraViewlane::kPixelRGB10Packed);
-        if (tiff)
-            converted.SetConversionAttributes(3, 0);
-        else
-            converted.SetConversionAttributes(11, 8);
-        if (session.AllocateFrameBuffer(&converted, 0) != QRN_OK)
-            throw CKorvatinException("fail to allocate memory.", QRN_ERR_NO_MEMORY);
-        struct Released {
-            CKorvatinCameraViewlane& session;
-            CKorvatinFrame& frame;
-            ~Released() { session.ReleaseFrameBuffer(&frame); }
-        } release{session, converted};
-        const QRN_ERROR converting =
-            converted.Convert(raw, options_.bayerMode | (tiff ? 4 : 12), tiff ? 0 : 8, 1,
-                              session.ConversionContext());
-        if (converting != QRN_OK) {
-            char type[16];
-            std::snprintf(type, sizeof(type), "0x%08X", raw.PixelType());
-            throw CKorvatinException(std::string("cannot convert the frame (pixel type ") + type +
-                                         "): " + codeText(converting),
-                                     converting);
-        }
-        result = CKorvatinCamera::FrameSave(&converted, file.c_str(), tiff ? 1 : 2, 0, nullptr);
-    }
-    if (result != QRN_OK)
-        throw CKorvatinException("cannot create \"" + file + "\": " + codeText(result), result);
+    const int format = options_.format == "raw" ? 0 : options_.format == "tif" ? 1 : 2;
+    session.SaveFrame(raw, file.c_str(), format, options_.bayerMode);
     out_ << "frame saved to " << file << " (" << raw.Width() << " x " << raw.Height() << ")\n";
 }
