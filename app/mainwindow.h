@@ -74,11 +74,19 @@ public:
     const QList<CGENiCAMFrame*>& ReadonlyPollingFrames() const { return m_readonlyPollingFrames; }
     const QList<CKorvatinGenICamNodeCallbackExt*>& NodeCallbacks() const { return m_nodeCallbacks; }
     const QStringList& SerialNumbers() const { return m_serialNumbers; }
+    bool DiscoveryEnabled() const { return m_discoveryEnabled; }
+    // What discovery is told: the interface (null: all) and broadcast or subnet-directed.
+    const ListDevicesSettings& DiscoverySettings() const { return m_listDevicesSettings; }
 
     // Data roles of the device table's column-0 items and of the feature tree's column 1.
     static constexpr int DeviceInfoRole = Qt::UserRole + 1; // GigEVisionDeviceInfo
     static constexpr int ConnectedRole = Qt::UserRole + 2;  // bool: the connected camera's row
     static constexpr int NodeErrorRole = Qt::UserRole + 3;  // CKorvatinException climbing the tree
+
+    // An auto-region value for a feature of this range: clamped to [min, max], then rounded to
+    // the increment counted from 0, down by the remainder or up when the remainder is at least
+    // half the increment. Rounding up may pass the maximum; it is not clamped again.
+    static uint32_t AutoRegionRounded(uint32_t value, uint32_t min, uint32_t max, uint32_t inc);
 
     // Shows `text` in a modal message box with a single Ok button; returns when it is closed.
     static void ShowMessage(const QString& text, QWidget* parent);

@@ -16,17 +16,20 @@
 #include <QFileDialog>
 #include <QStringList>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
 
-// Clamps `value` to the feature's range, then rounds it to the increment counted from 0: down by
-// the remainder, or up when the remainder is at least half the increment (which may pass the
-// maximum; that is left to the camera to refuse).
 uint32_t AutoRegionValue(CKorvatinCamera& camera, const char* feature, uint32_t value) {
-    const uint32_t max = camera.GetUInt32Max(feature);
-    const uint32_t min = camera.GetUInt32Min(feature);
-    const uint32_t inc = camera.GetUInt32Inc(feature);
+    return MainWindow::AutoRegionRounded(value, camera.GetUInt32Min(feature),
+                                         camera.GetUInt32Max(feature),
+                                         camera.GetUInt32Inc(feature));
+}
+
+} // namespace
+
+uint32_t MainWindow::AutoRegionRounded(uint32_t value, uint32_t min, uint32_t max, uint32_t inc) {
     value = std::max(min, std::min(value, max));
     if (inc != 0) {
         const uint32_t remainder = value % inc;
@@ -34,8 +37,6 @@ uint32_t AutoRegionValue(CKorvatinCamera& camera, const char* feature, uint32_t 
     }
     return value;
 }
-
-} // namespace
 
 void MainWindow::on_pushButton_file_save_clicked() {
     static const QStringList kFilters = {"Raw data (*.raw)", "Tiff format (*.tif)",
