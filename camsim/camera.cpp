@@ -130,6 +130,15 @@ constexpr uint32_t kLutEnable = 0x10080;
 constexpr uint32_t kLutIndex = 0x10084;
 constexpr uint32_t kLutValue = 0x10088;
 constexpr uint32_t kTlParamsLocked = 0x1008C;
+constexpr uint32_t kExposureMax = 0x10090; // the frame period while FrameRate is set
+constexpr uint32_t kLutIndexMin = 0x10094;
+constexpr uint32_t kLutIndexMax = 0x10098;
+constexpr uint32_t kLutIndexInc = 0x1009C;
+constexpr uint32_t kLutValueMin = 0x100A0;
+constexpr uint32_t kLutValueMax = 0x100A4;
+constexpr uint32_t kLutValueInc = 0x100A8;
+// The longest exposure in microseconds, also the limit while FrameRate is 0 (free running).
+constexpr uint32_t kExposureLimitUs = 1000000;
 constexpr uint32_t kFileSelector = 0x10200;
 constexpr uint32_t kFileOperationSelector = 0x10204;
 constexpr uint32_t kFileOpenMode = 0x10208;
@@ -273,7 +282,8 @@ void CCamera::initialiseRegisters(bool powerOn) {
     if (deviceRegistersActive()) {
         registers_.addRange(kDeviceBase, kDeviceSize, Access::ReadWrite);
         for (uint32_t a : {kPayloadSize, kWidthMax, kHeightMax, kFrameCounter, kFileOperationStatus,
-                           kFileOperationResult, kFileSize})
+                           kFileOperationResult, kFileSize, kExposureMax, kLutIndexMin,
+                           kLutIndexMax, kLutIndexInc, kLutValueMin, kLutValueMax, kLutValueInc})
             registers_.addRange(a, 4, Access::ReadOnly);
         registers_.addRange(kTemperature, 8, Access::ReadOnly);
         registers_.addRange(kFileAccessBuffer, CFileAccess::kBufferSize, Access::ReadWrite);
@@ -319,14 +329,29 @@ void CCamera::initialiseRegisters(bool powerOn) {
         registers_.writeU32(kExposure, 10000);
         registers_.writeU32(kHdrP1, 5000);
         registers_.writeU32(kHdrP2, 2500);
+        registers_.writeU32(kExposureMax, exposureLimit(30));
+        registers_.writeU32(kLutIndexMin, options_.lutIndex.min);
+        registers_.writeU32(kLutIndexMax, options_.lutIndex.max);
+        registers_.writeU32(kLutIndexInc, options_.lutIndex.inc);
+        registers_.writeU32(kLutValueMin, options_.lutValue.min);
+        registers_.writeU32(kLutValueMax, options_.lutValue.max);
+        registers_.writeU32(kLutValueInc, options_.lutValue.inc);
+        registers_.writeU32(kLutIndex, options_.lutIndex.min);
         registers_.writeU32(kTestPatternMoving, 1);
         registers_.writeU32(kAutoSizeX, options_.widthMax);
         registers_.writeU32(kAutoSizeY, options_.heightMax);
         const uint8_t gain[8] = {0}; // 0.0 dB
         registers_.write(kGain, gain, 8);
     }
-    for (int i = 0; i < CTestPattern::kLutSize; ++i)
-        lut_[i] = uint16_t(i);
+    // The table starts as the identity of its ranges: entry k the value k of N - 1 of the way
+    // from the smallest to the largest, on the value increment (with the defaults, entry k = k).
+    const CRange& values = options_.lutValue;
+    const uint64_t entries = options_.lutEntries();
+    lut_.assign(std::size_t(entries), 0);
+    for (uint64_t k = 0; k < entries; ++k) {
+        const uint64_t value = values.min + k * (values.max - values.min) / (entries - 1);
+        lut_[std::size_t(k)] = uint16_t(value - (value - values.min) % values.inc);
+    }
     controller_ = Controller();
     frameCounter_ = 0;
     timestampOrigin_ = std::chrono::steady_clock::now();
@@ -344,7 +369,7 @@ void CCamera::refreshDynamicRegisters() {
                                                                 registers_.readU32(kHeight),
                                                                 registers_.readU32(kPixelFormat)));
     registers_.writeU32(kFrameCounter, frameCounter_);
-    registers_.writeU32(kLutValue, lut_[registers_.readU32(kLutIndex) % CTestPattern::kLutSize]);
+    registers_.writeU32(kLutValue, lut_[lutEntry(registers_.readU32(kLutIndex))]);
     // The sensor warms up after power-on and then drifts slowly around 45 C.
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - timestampOrigin_).count();
@@ -792,6 +817,28 @@ uint16_t CCamera::writeRegister(uint32_t address, uint32_t value, const sockaddr
     return kSuccess;
 }
 
+uint32_t CCamera::exposureLimit(uint32_t frameRate) {
+    return frameRate == 0 ? kExposureLimitUs : std::min(kExposureLimitUs, 1000000 / frameRate);
+}
+
+bool CCamera::inRange(const CRange& range, uint32_t value) {
+    return value >= range.min && value <= range.max && (value - range.min) % range.inc == 0;
+}
+
+std::size_t CCamera::lutEntry(uint32_t index) const {
+    const CRange& range = options_.lutIndex;
+    const uint32_t clamped = std::max(range.min, std::min(index, range.max));
+    return std::min<std::size_t>((clamped - range.min) / range.inc, lut_.size() - 1);
+}
+
+void CCamera::limitExposure(uint32_t exposure) {
+    registers_.writeU32(kExposure, exposure);
+    // The knee points never exceed the exposure.
+    const uint32_t p1 = std::min(registers_.readU32(kHdrP1), exposure);
+    registers_.writeU32(kHdrP1, p1);
+    registers_.writeU32(kHdrP2, std::min(registers_.readU32(kHdrP2), p1));
+}
+
 // The device registers check their ranges and act; a refused value leaves the register as it
 // was and answers INVALID_PARAMETER.
 uint16_t CCamera::writeDeviceRegister(uint32_t address, uint32_t value, Actions* actions) {
@@ -826,15 +873,16 @@ uint16_t CCamera::writeDeviceRegister(uint32_t address, uint32_t value, Actions*
         return kSuccess;
     case kFrameRate:
         valid = value <= 10000;
+        if (valid) {
+            // A shorter frame period shortens a longer exposure, and the knee points with it.
+            registers_.writeU32(kExposureMax, exposureLimit(value));
+            limitExposure(std::min(registers_.readU32(kExposure), exposureLimit(value)));
+        }
         break;
     case kExposure:
-        valid = value >= 10 && value <= 1000000;
-        if (valid) {
-            // The knee points never exceed the exposure.
-            const uint32_t p1 = std::min(registers_.readU32(kHdrP1), value);
-            registers_.writeU32(kHdrP1, p1);
-            registers_.writeU32(kHdrP2, std::min(registers_.readU32(kHdrP2), p1));
-        }
+        valid = value >= 10 && value <= registers_.readU32(kExposureMax);
+        if (valid)
+            limitExposure(value);
         break;
     case kHdrP1:
         valid = value <= registers_.readU32(kExposure);
@@ -880,12 +928,21 @@ uint16_t CCamera::writeDeviceRegister(uint32_t address, uint32_t value, Actions*
         valid = value >= 2 && value % 2 == 0 && value <= heightMax;
         break;
     case kLutIndex:
-        valid = value < uint32_t(CTestPattern::kLutSize);
+        valid = inRange(options_.lutIndex, value);
         break;
     case kLutValue:
-        valid = value <= CTestPattern::kLutMaxValue;
+        valid = inRange(options_.lutValue, value);
         if (valid)
-            lut_[registers_.readU32(kLutIndex) % CTestPattern::kLutSize] = uint16_t(value);
+            lut_[lutEntry(registers_.readU32(kLutIndex))] = uint16_t(value);
+        break;
+    case kExposureMax:
+    case kLutIndexMin:
+    case kLutIndexMax:
+    case kLutIndexInc:
+    case kLutValueMin:
+    case kLutValueMax:
+    case kLutValueInc:
+        valid = false;
         break;
     case kFileSelector:
         valid = value < CFileAccess::kSlotCount;
@@ -951,7 +1008,7 @@ void CCamera::readStreamSettings(StreamSettings& settings) const {
         settings.seedGeneration = seedGeneration_;
         settings.lutEnabled = registers_.readU32(kLutEnable) == 1;
         if (settings.lutEnabled)
-            settings.lut = lut_;
+            settings.lut = LutTable{lut_, options_.lutValue.max};
     } else {
         settings.geometry =
             FrameGeometry{options_.widthMax, options_.heightMax, 0, 0, PixelFormat::Mono8};

@@ -17,6 +17,7 @@
 #include <vector>
 
 class COptions;
+struct CRange;
 
 // The description a camera serves: the file's bytes and the name its URL gives.
 struct Description {
@@ -92,6 +93,15 @@ private:
     uint16_t writeRegister(uint32_t address, uint32_t value, const sockaddr_in& from,
                            Actions* actions);
     uint16_t writeDeviceRegister(uint32_t address, uint32_t value, Actions* actions);
+    // The longest exposure (microseconds) a frame rate leaves: its frame period, or the camera's
+    // limit when the rate is 0.
+    static uint32_t exposureLimit(uint32_t frameRate);
+    // Within the range and on its increment, counted from its minimum.
+    static bool inRange(const CRange& range, uint32_t value);
+    // The table entry a LUTIndex value selects.
+    std::size_t lutEntry(uint32_t index) const;
+    // Sets the exposure and keeps the knee points at or below it.
+    void limitExposure(uint32_t exposure);
     void executeFileOperation();
     void readStreamSettings(StreamSettings& settings) const;
     bool deviceRegistersActive() const;
@@ -106,7 +116,7 @@ private:
         mutex_; // Protects registers_, lut_, controller_, files_, description_,
                 // frameCounter_, seedGeneration_ and timestampOrigin_ (control and stream threads).
     CRegisterMemory registers_;
-    std::array<uint16_t, CTestPattern::kLutSize> lut_{};
+    std::vector<uint16_t> lut_; // the table's entries, in index order
     Controller controller_;
     CFileAccess files_;
     Description description_;

@@ -38,6 +38,23 @@ bool parseMac(const std::string& text, std::array<uint8_t, 6>* mac) {
     return true;
 }
 
+// "MIN:MAX:INC", each a decimal number up to `maximum`, MIN <= MAX and INC >= 1.
+bool parseRange(const std::string& text, unsigned long long maximum, CRange* range) {
+    const std::size_t first = text.find(':');
+    const std::size_t second = first == std::string::npos ? first : text.find(':', first + 1);
+    if (second == std::string::npos)
+        return false;
+    unsigned long long min = 0;
+    unsigned long long max = 0;
+    unsigned long long inc = 0;
+    if (!parseUnsigned(text.substr(0, first), maximum, &min) ||
+        !parseUnsigned(text.substr(first + 1, second - first - 1), maximum, &max) ||
+        !parseUnsigned(text.substr(second + 1), maximum, &inc) || min > max || inc < 1)
+        return false;
+    *range = CRange{uint32_t(min), uint32_t(max), uint32_t(inc)};
+    return true;
+}
+
 } // namespace
 
 std::string COptions::usage() {
@@ -54,6 +71,11 @@ std::string COptions::usage() {
            "  --height H          sensor height, the largest Height (default 960, at most 3072)\n"
            "  --fps F             frame rate limit on top of the FrameRate feature (default none)\n"
            "  --lost-ratio R      stream packets dropped on purpose, per mille (default 0)\n"
+           "  --lut-index MIN:MAX:INC\n"
+           "                      the indexes LUTIndex takes (default 0:1023:1); the table has\n"
+           "                      (MAX - MIN) / INC + 1 entries, 2 to 65536\n"
+           "  --lut-value MIN:MAX:INC\n"
+           "                      the values LUTValue takes (default 0:1023:1, MAX at most 65535)\n"
            "  --store DIR         directory where firmware and description files written through\n"
            "                      file access are kept\n"
            "  --description FILE  serve this GenICam description (XML or zip) instead of the\n"
@@ -137,6 +159,20 @@ bool COptions::parse(int argc, char** argv) {
                 return false;
             }
             lostRatioPerMille = int(number);
+        } else if (option == "--lut-index") {
+            if (!parseRange(value, 0xFFFFFFFFull, &lutIndex) || lutEntries() < 2 ||
+                lutEntries() > 65536) {
+                error_ = "--lut-index takes MIN:MAX:INC with MIN <= MAX, INC >= 1 and 2 to 65536 "
+                         "entries: " +
+                         value;
+                return false;
+            }
+        } else if (option == "--lut-value") {
+            if (!parseRange(value, 65535, &lutValue)) {
+                error_ =
+                    "--lut-value takes MIN:MAX:INC with MIN <= MAX <= 65535 and INC >= 1: " + value;
+                return false;
+            }
         } else if (option == "--store") {
             storeDirectory = value;
         } else if (option == "--description") {

@@ -5,6 +5,13 @@
 #include <cstdint>
 #include <string>
 
+// A feature range the command line sets: minimum, maximum and increment.
+struct CRange {
+    uint32_t min = 0;
+    uint32_t max = 0;
+    uint32_t inc = 1;
+};
+
 class COptions {
 public:
     // Parses argv. Returns false with error() set for bad input; helpRequested() after --help.
@@ -27,6 +34,13 @@ public:
     std::string descriptionFile;
     bool anyAddress = false;
     bool brokenFirstUrl = false; // the first description URL cannot be loaded
+    // The look-up table: the indexes LUTIndex takes and the values LUTValue takes.
+    CRange lutIndex{0, 1023, 1};
+    CRange lutValue{0, 1023, 1};
+    // Entries of the look-up table: (MAX - MIN) / INC + 1 of lutIndex.
+    uint64_t lutEntries() const {
+        return (uint64_t(lutIndex.max) - lutIndex.min) / lutIndex.inc + 1;
+    }
 
     // Identity of camera number `index` (0-based) of a --count run.
     uint32_t addressOf(int index) const { return address + uint32_t(index); }

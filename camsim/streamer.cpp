@@ -193,7 +193,7 @@ void CStreamer::run() {
             step_ = 0;
         }
         pattern_.fill(settings.geometry, settings.seed + step_,
-                      settings.lutEnabled ? settings.lut.data() : nullptr, slot->data.data());
+                      settings.lutEnabled ? &settings.lut : nullptr, slot->data.data());
         if (settings.moving)
             ++step_;
         const uint32_t dataPerPacket = settings.packetSize - kIpUdpOverhead - kGvspHeaderSize;

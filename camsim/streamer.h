@@ -27,7 +27,7 @@ struct StreamSettings {
     uint32_t seedGeneration = 0; // changes with each seed written: the pattern restarts at it
     uint32_t packetDelayNs = 0;
     bool lutEnabled = false;
-    std::array<uint16_t, CTestPattern::kLutSize> lut{};
+    LutTable lut;
     std::chrono::steady_clock::time_point timestampOrigin;
 };
 

@@ -1,6 +1,7 @@
 // Moving test pattern of the simulated sensor, in every pixel format the camera offers.
 #include "testpattern.h"
 
+#include <algorithm>
 #include <cstring>
 
 bool CTestPattern::isSupported(uint32_t pixelFormat) {
@@ -37,22 +38,48 @@ uint32_t CTestPattern::payloadSize(uint32_t width, uint32_t height, uint32_t pix
     return uint32_t(uint64_t(width) * height * bitsPerPixel(pixelFormat) / 8);
 }
 
-void CTestPattern::buildTable(int bits, const uint16_t* lut) {
+namespace {
+
+// The number of bits of `valueMax + 1` when that is a power of two, else 0.
+int powerOfTwoBits(uint32_t valueMax) {
+    const uint64_t levels = uint64_t(valueMax) + 1;
+    if ((levels & (levels - 1)) != 0)
+        return 0;
+    int bits = 0;
+    while ((uint64_t(1) << bits) < levels)
+        ++bits;
+    return bits;
+}
+
+} // namespace
+
+void CTestPattern::buildTable(int bits, const LutTable* lut) {
     const uint32_t levels = 1u << bits;
     table_.resize(levels);
-    for (uint32_t p = 0; p < levels; ++p) {
-        if (!lut) {
+    if (!lut || lut->entries.empty()) {
+        for (uint32_t p = 0; p < levels; ++p)
             table_[p] = uint16_t(p);
-            continue;
-        }
-        const uint32_t index = bits >= 10 ? p >> (bits - 10) : p << (10 - bits);
-        const uint32_t out = lut[index] & kLutMaxValue;
-        table_[p] =
-            uint16_t(bits >= 10 ? (out << (bits - 10)) | (out >> (20 - bits)) : out >> (10 - bits));
+        return;
+    }
+    const uint64_t entries = lut->entries.size();
+    const uint32_t valueMax = std::max<uint32_t>(lut->valueMax, 1);
+    const int valueBits = powerOfTwoBits(valueMax);
+    const uint32_t levelMax = levels - 1;
+    for (uint32_t p = 0; p < levels; ++p) {
+        const uint32_t out =
+            std::min<uint32_t>(lut->entries[(uint64_t(p) * entries) >> bits], valueMax);
+        uint32_t level = 0;
+        if (valueBits >= bits)
+            level = out >> (valueBits - bits);
+        else if (valueBits > 0 && 2 * valueBits >= bits)
+            level = (out << (bits - valueBits)) | (out >> (2 * valueBits - bits));
+        else
+            level = uint32_t((uint64_t(out) * levelMax + valueMax / 2) / valueMax);
+        table_[p] = uint16_t(level);
     }
 }
 
-void CTestPattern::fill(const FrameGeometry& geometry, uint32_t step, const uint16_t* lut,
+void CTestPattern::fill(const FrameGeometry& geometry, uint32_t step, const LutTable* lut,
                         uint8_t* destination) {
     switch (geometry.pixelFormat) {
     case PixelFormat::Mono8:

@@ -32,15 +32,19 @@ struct FrameGeometry {
     uint32_t pixelFormat = PixelFormat::Mono8;
 };
 
-// The look-up table has kLutSize entries of 10 bits. An 8-bit level p is looked up at p * 4 and
-// the result divided by 4; a level of more than 10 bits is looked up by its top 10 bits and the
-// result is widened back by repeating its top bits below it. Colour formats go through the table
-// per channel; YUV422_8 only with its luma.
+// The look-up table as the pattern applies it: its entries in index order and the largest value
+// an entry takes. A level of `bits` bits is looked up at level * entries / 2^bits; the entry's
+// value goes back to `bits` bits by its top bits (narrower) or by repeating them below it
+// (wider) when valueMax + 1 is a power of two, else by scaling. With the camera's default
+// 1024-entry table of 10-bit values an 8-bit level p is looked up at p * 4 and divided by 4.
+// Colour formats go through the table per channel; YUV422_8 only with its luma.
+struct LutTable {
+    std::vector<uint16_t> entries;
+    uint32_t valueMax = 1023;
+};
+
 class CTestPattern {
 public:
-    static constexpr int kLutSize = 1024;
-    static constexpr uint32_t kLutMaxValue = 1023;
-
     static bool isSupported(uint32_t pixelFormat);
     static uint32_t bitsPerPixel(uint32_t pixelFormat);
     static uint32_t payloadSize(uint32_t width, uint32_t height, uint32_t pixelFormat);
@@ -48,11 +52,11 @@ public:
     // Writes frame number `step` of the pattern (payloadSize() bytes) to destination. The pattern
     // is a diagonal ramp over the sensor that moves by one level per step; the region shows the
     // part of it under the region. lut is null when the table is off.
-    void fill(const FrameGeometry& geometry, uint32_t step, const uint16_t* lut,
+    void fill(const FrameGeometry& geometry, uint32_t step, const LutTable* lut,
               uint8_t* destination);
 
 private:
-    void buildTable(int bits, const uint16_t* lut);
+    void buildTable(int bits, const LutTable* lut);
     void fillEightBit(const FrameGeometry& g, uint32_t step, uint8_t* destination);
     void fillWide(const FrameGeometry& g, uint32_t step, int bits, uint8_t* destination);
     void fillColour(const FrameGeometry& g, uint32_t step, uint8_t* destination);

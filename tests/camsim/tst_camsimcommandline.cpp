@@ -101,7 +101,7 @@ void TestCamsimCommandLine::helpDescribesEveryOption() {
     const QString help = QString::fromLocal8Bit(process.readAllStandardOutput());
     for (const char* option : {"--address", "--serial", "--mac", "--count", "--width", "--height",
                                "--fps", "--lost-ratio", "--store", "--description", "--any-address",
-                               "--broken-first-url", "--help"})
+                               "--broken-first-url", "--lut-index", "--lut-value", "--help"})
         QVERIFY2(help.contains(option), option);
 }
 
@@ -115,6 +115,14 @@ void TestCamsimCommandLine::badOptionsAreRefused_data() {
     QTest::newRow("bad MAC") << QStringList{"--mac", "00:11:22:33:44"};
     QTest::newRow("missing value") << QStringList{"--count"};
     QTest::newRow("missing description") << QStringList{"--description", "/nonexistent.xml"};
+    QTest::newRow("LUT index minimum above maximum") << QStringList{"--lut-index", "5:4:1"};
+    QTest::newRow("LUT of one entry") << QStringList{"--lut-index", "7:7:1"};
+    QTest::newRow("LUT of 65537 entries") << QStringList{"--lut-index", "0:65536:1"};
+    QTest::newRow("LUT index increment 0") << QStringList{"--lut-index", "0:1023:0"};
+    QTest::newRow("LUT index not numbers") << QStringList{"--lut-index", "a:b:c"};
+    QTest::newRow("LUT index two parts") << QStringList{"--lut-index", "0:1023"};
+    QTest::newRow("LUT value above 65535") << QStringList{"--lut-value", "0:65536:1"};
+    QTest::newRow("LUT value negative") << QStringList{"--lut-value", "-1:10:1"};
 }
 
 void TestCamsimCommandLine::badOptionsAreRefused() {
