@@ -23,6 +23,7 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
@@ -69,17 +70,26 @@ double TimeMs(const std::function<bool()>& run) {
     return timer.nsecsElapsed() / 1e6;
 }
 
-// Runs the dialog's job on `fileName` from a click on `button` until its final message has been
-// answered; false when the message is not `expected`.
-bool RunDialog(QDialog& dialog, const char* button, const QString& fileName,
+// Runs the dialog's job on `fileName` from a click on `button` inside the dialog's own modal
+// event loop, as the viewer runs it, until the job's final message has been answered; false when
+// the message is not `expected`.
+bool RunDialog(CDialogProgressThreadEvent& dialog, const char* button, const QString& fileName,
                const QString& expected) {
     uitest::MessageBoxWatcher boxes;
-    dialog.show();
-    dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
-    dialog.findChild<QPushButton*>(button)->click();
-    const bool ended = QTest::qWaitFor([&] { return !boxes.texts.isEmpty(); }, 120000);
-    dialog.hide();
-    return ended && boxes.texts.first() == expected;
+    // Queued behind the dialog's own handling of the same event, which shows the message.
+    QObject::connect(
+        &dialog, &CDialogProgressThreadEvent::threadEvent, &dialog,
+        [&](int event, const QString*) {
+            if (event == 4)
+                dialog.accept();
+        },
+        Qt::QueuedConnection);
+    QTimer::singleShot(0, &dialog, [&] {
+        dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
+        dialog.findChild<QPushButton*>(button)->click();
+    });
+    dialog.exec();
+    return boxes.texts.size() == 1 && boxes.texts.first() == expected;
 }
 
 void Report(const char* what, const std::vector<double>& dialog,
