@@ -999,6 +999,7 @@ void CCamera::readStreamSettings(StreamSettings& settings) const {
         settings.geometry.offsetX = registers_.readU32(kOffsetX);
         settings.geometry.offsetY = registers_.readU32(kOffsetY);
         settings.geometry.pixelFormat = registers_.readU32(kPixelFormat);
+        settings.geometry.colourBars = options_.colourBars;
         const uint32_t featureRate = registers_.readU32(kFrameRate);
         if (featureRate > 0 && (rate <= 0 || featureRate < rate))
             rate = featureRate;

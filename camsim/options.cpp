@@ -71,6 +71,8 @@ std::string COptions::usage() {
            "  --height H          sensor height, the largest Height (default 960, at most 3072)\n"
            "  --fps F             frame rate limit on top of the FrameRate feature (default none)\n"
            "  --lost-ratio R      stream packets dropped on purpose, per mille (default 0)\n"
+           "  --pattern ramp|bars the image: the moving ramp (default) or still colour bars, for\n"
+           "                      Mono8, the Bayer 8-bit formats, RGB8 and BGR8\n"
            "  --lut-index MIN:MAX:INC\n"
            "                      the indexes LUTIndex takes (default 0:1023:1); the table has\n"
            "                      (MAX - MIN) / INC + 1 entries, 2 to 65536\n"
@@ -159,6 +161,12 @@ bool COptions::parse(int argc, char** argv) {
                 return false;
             }
             lostRatioPerMille = int(number);
+        } else if (option == "--pattern") {
+            if (value != "ramp" && value != "bars") {
+                error_ = "--pattern takes ramp or bars: " + value;
+                return false;
+            }
+            colourBars = value == "bars";
         } else if (option == "--lut-index") {
             if (!parseRange(value, 0xFFFFFFFFull, &lutIndex) || lutEntries() < 2 ||
                 lutEntries() > 65536) {

@@ -34,6 +34,7 @@ public:
     std::string descriptionFile;
     bool anyAddress = false;
     bool brokenFirstUrl = false; // the first description URL cannot be loaded
+    bool colourBars = false;     // --pattern bars: still colour bars instead of the ramp
     // The look-up table: the indexes LUTIndex takes and the values LUTValue takes.
     CRange lutIndex{0, 1023, 1};
     CRange lutValue{0, 1023, 1};

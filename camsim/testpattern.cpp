@@ -79,8 +79,77 @@ void CTestPattern::buildTable(int bits, const LutTable* lut) {
     }
 }
 
+void CTestPattern::barColour(uint32_t x, uint8_t rgb[3]) {
+    // Black, red, green, blue, yellow, cyan, magenta, white: bit 0 red, bit 1 green, bit 2 blue.
+    static const uint8_t kBars[8] = {0, 1, 2, 4, 3, 6, 5, 7};
+    const uint8_t bits = kBars[(x / kBarWidth) % 8];
+    for (int c = 0; c < 3; ++c)
+        rgb[c] = (bits >> c) & 1 ? 255 : 0;
+}
+
+void CTestPattern::fillBars(const FrameGeometry& g, uint8_t* destination) {
+    // Which colour each position of a 2 x 2 Bayer cell carries (0 red, 1 green, 2 blue), by
+    // (y & 1) * 2 + (x & 1).
+    int cell[4] = {1, 1, 1, 1};
+    switch (g.pixelFormat) {
+    case PixelFormat::BayerRG8:
+        cell[0] = 0, cell[3] = 2;
+        break;
+    case PixelFormat::BayerGR8:
+        cell[1] = 0, cell[2] = 2;
+        break;
+    case PixelFormat::BayerGB8:
+        cell[1] = 2, cell[2] = 0;
+        break;
+    case PixelFormat::BayerBG8:
+        cell[0] = 2, cell[3] = 0;
+        break;
+    default:
+        break;
+    }
+    const uint32_t channels =
+        g.pixelFormat == PixelFormat::RGB8 || g.pixelFormat == PixelFormat::BGR8 ? 3 : 1;
+    uint8_t* out = destination;
+    for (uint32_t y = 0; y < g.height; ++y) {
+        const uint32_t sy = g.offsetY + y;
+        for (uint32_t x = 0; x < g.width; ++x) {
+            const uint32_t sx = g.offsetX + x;
+            uint8_t rgb[3];
+            barColour(sx, rgb);
+            for (uint8_t& level : rgb)
+                level = uint8_t(table_[level]);
+            if (g.pixelFormat == PixelFormat::RGB8) {
+                out[0] = rgb[0], out[1] = rgb[1], out[2] = rgb[2];
+            } else if (g.pixelFormat == PixelFormat::BGR8) {
+                out[0] = rgb[2], out[1] = rgb[1], out[2] = rgb[0];
+            } else if (g.pixelFormat == PixelFormat::Mono8) {
+                out[0] = uint8_t((299 * rgb[0] + 587 * rgb[1] + 114 * rgb[2] + 500) / 1000);
+            } else {
+                out[0] = rgb[cell[(sy & 1) * 2 + (sx & 1)]];
+            }
+            out += channels;
+        }
+    }
+}
+
 void CTestPattern::fill(const FrameGeometry& geometry, uint32_t step, const LutTable* lut,
                         uint8_t* destination) {
+    if (geometry.colourBars) {
+        switch (geometry.pixelFormat) {
+        case PixelFormat::Mono8:
+        case PixelFormat::BayerGR8:
+        case PixelFormat::BayerRG8:
+        case PixelFormat::BayerGB8:
+        case PixelFormat::BayerBG8:
+        case PixelFormat::RGB8:
+        case PixelFormat::BGR8:
+            buildTable(8, lut);
+            fillBars(geometry, destination);
+            return;
+        default:
+            break;
+        }
+    }
     switch (geometry.pixelFormat) {
     case PixelFormat::Mono8:
     case PixelFormat::BayerGR8:

@@ -30,6 +30,8 @@ struct FrameGeometry {
     uint32_t offsetX = 0;
     uint32_t offsetY = 0;
     uint32_t pixelFormat = PixelFormat::Mono8;
+    // Still colour bars instead of the moving ramp, for the 8-bit formats (see CTestPattern).
+    bool colourBars = false;
 };
 
 // The look-up table as the pattern applies it: its entries in index order and the largest value
@@ -43,8 +45,17 @@ struct LutTable {
     uint32_t valueMax = 1023;
 };
 
+// The colour bars: vertical bars kBarWidth pixels wide (from the sensor's left edge) of black,
+// red, green, blue, yellow, cyan, magenta and white at full level, repeating every 64 pixels.
+// Bayer formats carry each bar's colour through their mosaic (so interpolation gives the bar's
+// colour back away from its edges), Mono8 the bar's luma (0.299 R + 0.587 G + 0.114 B), RGB8 and
+// BGR8 the colour itself. Other formats show the ramp.
 class CTestPattern {
 public:
+    static constexpr uint32_t kBarWidth = 8;
+    // The colour (red, green, blue, 0 or 255 each) of the bar at sensor column `x`.
+    static void barColour(uint32_t x, uint8_t rgb[3]);
+
     static bool isSupported(uint32_t pixelFormat);
     static uint32_t bitsPerPixel(uint32_t pixelFormat);
     static uint32_t payloadSize(uint32_t width, uint32_t height, uint32_t pixelFormat);
@@ -60,6 +71,7 @@ private:
     void fillEightBit(const FrameGeometry& g, uint32_t step, uint8_t* destination);
     void fillWide(const FrameGeometry& g, uint32_t step, int bits, uint8_t* destination);
     void fillColour(const FrameGeometry& g, uint32_t step, uint8_t* destination);
+    void fillBars(const FrameGeometry& g, uint8_t* destination);
 
     std::vector<uint16_t> table_; // level -> output level, for the current depth
     std::vector<uint8_t> ramp_;

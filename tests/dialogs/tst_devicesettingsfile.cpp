@@ -554,16 +554,8 @@ void TestDeviceSettingsFile::browseOffersTheCaptionsAndFilters() {
                           Case{&load, "Load Device Settings", "Device Settings File (*)"}}) {
         c.dialog->show();
         c.dialog->findChild<QLineEdit*>("lineEdit_fileName")->setText("kept");
-        QString caption;
-        QStringList filters;
-        QTimer::singleShot(0, this, [&] {
-            QTRY_VERIFY(qobject_cast<QFileDialog*>(QApplication::activeModalWidget()));
-            auto* files = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-            caption = files->windowTitle();
-            filters = files->nameFilters();
-            files->reject();
-        });
-        c.dialog->findChild<QPushButton*>("pushButton_browse")->click();
+        const auto [caption, filters] =
+            uitest::BrowseAndCancel(this, c.dialog->findChild<QPushButton*>("pushButton_browse"));
         QCOMPARE(caption, c.caption);
         QCOMPARE(filters, QStringList{c.filter});
         // Cancelling keeps the name already there.

@@ -338,16 +338,8 @@ void TestLutProgramming::dialogShowsItsTitleLabelsAndBrowse() {
     QCOMPARE(dialog.findChild<QPushButton*>("pushButton_program")->text(), QString("Program"));
     QVERIFY(dialog.findChild<QProgressBar*>("progressBar"));
     dialog.show();
-    QString caption;
-    QStringList filters;
-    QTimer::singleShot(0, this, [&] {
-        QTRY_VERIFY(qobject_cast<QFileDialog*>(QApplication::activeModalWidget()));
-        auto* files = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        caption = files->windowTitle();
-        filters = files->nameFilters();
-        files->reject();
-    });
-    dialog.findChild<QPushButton*>("pushButton_browse")->click();
+    const auto [caption, filters] =
+        uitest::BrowseAndCancel(this, dialog.findChild<QPushButton*>("pushButton_browse"));
     QCOMPARE(caption, QString("Load LUT File"));
     QCOMPARE(filters, QStringList{"LUT File (*.csv)"});
 }

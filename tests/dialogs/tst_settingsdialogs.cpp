@@ -28,24 +28,6 @@
 
 namespace {
 
-// Opens the file dialog with a click on `browse`, notes its caption and filters, and cancels it.
-QPair<QString, QStringList> browseAndCancel(QObject* context, QPushButton* browse) {
-    QPair<QString, QStringList> seen;
-    QTimer::singleShot(0, context, [&] {
-        QFileDialog* files = nullptr;
-        const bool opened = QTest::qWaitFor([&] {
-            files = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-            return files != nullptr;
-        });
-        if (!opened)
-            return;
-        seen = {files->windowTitle(), files->nameFilters()};
-        files->reject();
-    });
-    browse->click();
-    return seen;
-}
-
 // Types `text` as the file name and leaves the field.
 void editFileName(CDialogRecordingSettings& dialog, const QString& text) {
     auto* line = dialog.findChild<QLineEdit*>("lineEdit_fileName");
@@ -146,7 +128,8 @@ void TestSettingsDialogs::frameLimitThatIsNoNumberReadsZero() {
 void TestSettingsDialogs::recordingBrowseOffersAviFiles() {
     CDialogRecordingSettings dialog("kept.avi", 0, nullptr, nullptr);
     dialog.show();
-    const auto seen = browseAndCancel(this, dialog.findChild<QPushButton*>("pushButton_browse"));
+    const auto seen =
+        uitest::BrowseAndCancel(this, dialog.findChild<QPushButton*>("pushButton_browse"));
     QCOMPARE(seen.first, QString("AVI File Name"));
     QCOMPARE(seen.second, QStringList{"Images (*.avi)"});
     QCOMPARE(dialog.FileName(), QString("kept.avi"));

@@ -43,27 +43,22 @@ struct DuringDialog {
 DuringDialog observeDialog(MainWindow& window, const std::function<void()>& open,
                            const std::function<void(QDialog&)>& use = {}) {
     DuringDialog seen;
-    QTimer::singleShot(0, &window, [&] {
-        QDialog* dialog = nullptr;
-        const bool opened = QTest::qWaitFor([&] {
-            dialog = qobject_cast<CDialogProgressThreadEvent*>(QApplication::activeModalWidget());
-            return dialog != nullptr;
+    const bool shown = uitest::WithModal<CDialogProgressThreadEvent>(
+        &window, open, [&](CDialogProgressThreadEvent& dialog) {
+            seen.dialogClass = dialog.metaObject()->className();
+            seen.parent = dialog.parentWidget();
+            seen.pollingBoxChecked =
+                window.findChild<QCheckBox*>("checkBox_readonly_nodes_polling")->isChecked();
+            seen.pollingActionChecked =
+                window.findChild<QAction*>("actionReadonly_Nodes_Polling")->isChecked();
+            seen.pollingTimerActive = window.ReadonlyNodesPollingTimer()->isActive();
+            seen.discoveryEnabled = window.DiscoveryThread()->IsEnabled();
+            if (use)
+                use(dialog);
+            dialog.reject();
         });
-        if (!opened)
-            return;
-        seen.dialogClass = dialog->metaObject()->className();
-        seen.parent = dialog->parentWidget();
-        seen.pollingBoxChecked =
-            window.findChild<QCheckBox*>("checkBox_readonly_nodes_polling")->isChecked();
-        seen.pollingActionChecked =
-            window.findChild<QAction*>("actionReadonly_Nodes_Polling")->isChecked();
-        seen.pollingTimerActive = window.ReadonlyNodesPollingTimer()->isActive();
-        seen.discoveryEnabled = window.DiscoveryThread()->IsEnabled();
-        if (use)
-            use(*dialog);
-        dialog->reject();
-    });
-    open();
+    if (!shown)
+        qWarning("no maintenance dialog showed");
     return seen;
 }
 

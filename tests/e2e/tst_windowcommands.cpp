@@ -21,6 +21,7 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
@@ -48,16 +49,7 @@ constexpr int kHeight = 32;
 template <typename T>
 void withDialog(QObject* context, const std::function<void()>& open,
                 const std::function<void(T&)>& use) {
-    QTimer::singleShot(0, context, [&] {
-        T* dialog = nullptr;
-        const bool shown = QTest::qWaitFor([&] {
-            dialog = qobject_cast<T*>(QApplication::activeModalWidget());
-            return dialog != nullptr;
-        });
-        if (shown)
-            use(*dialog);
-    });
-    open();
+    QVERIFY(uitest::WithModal<T>(context, open, use));
 }
 
 // Chooses `path` with `filter` in the file dialog `open` shows (or cancels it when `path` is
@@ -67,6 +59,15 @@ uint chooseFile(MainWindow& window, const std::function<void()>& open, const QSt
     uint interval = 0;
     withDialog<QFileDialog>(&window, open, [&](QFileDialog& files) {
         interval = window.DisplayTimer()->interval();
+        // As a user takes a moment to choose, the display (slowed down meanwhile) leaves frames
+        // waiting; a connected window is kept here until two do.
+        if (window.IsConnected()) {
+            const bool waiting = QTest::qWaitFor(
+                [&] { return window.Session()->Pipeline().readyConvertedFrames.size() >= 2; },
+                20000);
+            if (!waiting)
+                qWarning("no frame waited for the display");
+        }
         if (path.isEmpty()) {
             files.reject();
             return;
@@ -255,6 +256,84 @@ private slots:
             QCOMPARE(rgb[3 * i + 1], bytes[i]);
             QCOMPARE(rgb[3 * i + 2], bytes[i]);
         }
+    }
+
+    void savedBayerFramesKeepTheColoursOfTheBars() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.11.25",
+                                      {"--pattern", "bars", "--width", QString::number(kWidth),
+                                       "--height", QString::number(kHeight)});
+        QVERIFY(window);
+        window->Session()->SetEnumByString("PixelFormat", "BayerRG8");
+        // Bilinear interpolation, chosen as a user does.
+        window->findChild<QComboBox*>("comboBox_bayer")->setCurrentIndex(2);
+        QCOMPARE(window->BayerMode(), 3u);
+        MessageBoxWatcher boxes;
+        const QString tif = m_dir.filePath("bars.tif");
+        const QString bmp = m_dir.filePath("bars.bmp");
+        QPushButton* save = window->findChild<QPushButton*>("pushButton_file_save");
+        // Once the display shows colour, the frames coming are mosaics.
+        QTRY_VERIFY_WITH_TIMEOUT(Display(*window)->Image() &&
+                                     Display(*window)->Image()->format() != QImage::Format_Indexed8,
+                                 20000);
+        chooseFile(
+            *window, [&] { save->click(); }, tif, "Tiff format (*.tif)");
+        chooseFile(
+            *window, [&] { save->click(); }, bmp, "BMP format (*.bmp)");
+        QCOMPARE(boxes.texts,
+                 (QStringList{"Frame was saved to: " + tif, "Frame was saved to: " + bmp}));
+
+        // The bars: black, red, green, blue, yellow, cyan, magenta, white, 8 pixels each; their
+        // inner pixels come out of the interpolation with the bar's colour.
+        static const int kBars[8][3] = {{0, 0, 0},     {255, 0, 0},    {0, 255, 0},
+                                        {0, 0, 255},   {255, 255, 0},  {0, 255, 255},
+                                        {255, 0, 255}, {255, 255, 255}};
+        auto checkBars = [&](const std::function<QColor(int, int)>& pixel) {
+            for (int bar = 0; bar < 8; ++bar)
+                for (int x = bar * 8 + 2; x <= bar * 8 + 5; ++x)
+                    for (int y = 2; y < kHeight - 2; ++y) {
+                        const QColor c = pixel(x, y);
+                        if (c != QColor(kBars[bar][0], kBars[bar][1], kBars[bar][2])) {
+                            qWarning("pixel %d,%d is %s", x, y, qPrintable(c.name()));
+                            return false;
+                        }
+                    }
+            return true;
+        };
+
+        TIFF* tiff = TIFFOpen(QFile::encodeName(tif).constData(), "r");
+        QVERIFY(tiff);
+        uint32_t width = 0, height = 0;
+        uint16_t samples = 0, bits = 0;
+        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &samples);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
+        QCOMPARE(width, uint32_t(kWidth));
+        QCOMPARE(height, uint32_t(kHeight));
+        QCOMPARE(samples, uint16_t(3));
+        QCOMPARE(bits, uint16_t(8));
+        std::vector<uint8_t> rows(size_t(kWidth) * kHeight * 3);
+        for (uint32_t y = 0; y < height; ++y)
+            QVERIFY(TIFFReadScanline(tiff, rows.data() + size_t(y) * kWidth * 3, y, 0) == 1);
+        TIFFClose(tiff);
+        QVERIFY(checkBars([&](int x, int y) {
+            const uint8_t* p = rows.data() + (size_t(y) * kWidth + x) * 3;
+            return QColor(p[0], p[1], p[2]);
+        }));
+
+        QProcess ffmpeg;
+        ffmpeg.start("ffmpeg",
+                     {"-v", "error", "-i", bmp, "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+        QVERIFY(ffmpeg.waitForFinished(60000));
+        QCOMPARE(ffmpeg.exitCode(), 0);
+        const QByteArray rgb = ffmpeg.readAllStandardOutput();
+        QCOMPARE(rgb.size(), kWidth * kHeight * 3);
+        QVERIFY(checkBars([&](int x, int y) {
+            const auto* p = reinterpret_cast<const uchar*>(rgb.constData()) + (y * kWidth + x) * 3;
+            return QColor(p[0], p[1], p[2]);
+        }));
+        uitest::SaveScreenshot(window.get(), "mainwindow_colour_bars_bilinear");
     }
 
     void autoRegionValuesAreClampedAndRounded() {

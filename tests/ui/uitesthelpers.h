@@ -5,12 +5,16 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileDialog>
 #include <QGuiApplication>
 #include <QMessageBox>
+#include <QPair>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
 #include <QWidget>
+
+#include <functional>
 
 namespace uitest {
 
@@ -84,5 +88,40 @@ private:
     static constexpr const char* kAnswered = "messageBoxWatcherAnswered";
     QTimer m_timer;
 };
+
+// Runs `open`, which shows a modal dialog and returns once it is closed; as soon as a modal
+// widget of type T is on top, hands it to `use`, which must close it. Returns false when no such
+// dialog showed while `open` ran. The dialog is looked for from a timer rather than waited for,
+// so that nothing blocks the event processing that leads up to the dialog's own loop.
+template <typename T>
+bool WithModal(QObject* context, const std::function<void()>& open,
+               const std::function<void(T&)>& use) {
+    bool used = false;
+    QTimer poll;
+    poll.setInterval(5);
+    QObject::connect(&poll, &QTimer::timeout, context, [&] {
+        if (auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget())) {
+            poll.stop();
+            used = true;
+            use(*dialog);
+        }
+    });
+    poll.start();
+    open();
+    poll.stop();
+    return used;
+}
+
+// Clicks `browse`, notes the file dialog's caption and filters and cancels it.
+inline QPair<QString, QStringList> BrowseAndCancel(QObject* context, QAbstractButton* browse) {
+    QPair<QString, QStringList> seen;
+    WithModal<QFileDialog>(
+        context, [&] { browse->click(); },
+        [&](QFileDialog& files) {
+            seen = {files.windowTitle(), files.nameFilters()};
+            files.reject();
+        });
+    return seen;
+}
 
 } // namespace uitest
