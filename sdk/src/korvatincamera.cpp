@@ -45,8 +45,12 @@ unsigned int CKorvatinCamera::ListDevices(GigEVisionDeviceInfo* buffer, unsigned
     const char* interfaceAddress = settings != nullptr ? settings->interfaceAddress : nullptr;
     const bool broadcast = settings != nullptr && settings->broadcast != 0;
     const auto interfaces = korvatin::GvcpDiscovery::ChooseInterfaces(interfaceAddress);
+    korvatin::DiscoveryRequest request;
+    request.destination = broadcast ? korvatin::DiscoveryRequest::Destination::Broadcast
+                                    : korvatin::DiscoveryRequest::Destination::DirectedBroadcast;
+    request.timeoutMs = timeoutMs;
     const unsigned int found =
-        korvatin::GvcpDiscovery::Discover(interfaces, timeoutMs, broadcast, buffer, maxCount);
+        korvatin::GvcpDiscovery::Discover(interfaces, request, buffer, maxCount);
     if (count != nullptr)
         *count = found;
     return found;
