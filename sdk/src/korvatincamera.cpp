@@ -1,4 +1,5 @@
-// The SDK's camera: discovery, connection and by-name GenICam feature access of one device.
+// The SDK's camera: discovery, connection and by-name GenICam feature access of one device
+// (the network tools are in korvatincameranetwork.cpp).
 #include "korvatin/korvatincamera.h"
 
 #include "cameraconnection.h"
