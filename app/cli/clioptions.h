@@ -25,7 +25,9 @@ public:
     static const char* Usage();
 
     bool help = false;
-    std::string command; // "list", "tree", "get", "set", "grab", "record" or "save-frame"
+    // "list", "tree", "get", "set", "grab", "record", "save-frame", "force-ip", "reboot" or
+    // "ip-config"
+    std::string command;
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
     bool broadcast = false;
@@ -38,4 +40,20 @@ public:
     std::string format;       // --format of save-frame: "raw", "tif" or "bmp"
     std::string settingsFile; // --settings: INI file of the viewer; empty: defaults
     int32_t streamTimeoutMs = kDefaultStreamTimeoutMs; // --stream-timeout: longest frame wait
+
+    // ip-config: the values to write (empty: keep the device's) and whether to make the device
+    // restart its IP configuration afterwards (--apply).
+    struct IpConfig {
+        std::string dhcp;       // --dhcp: "on", "off" or empty
+        std::string persistent; // --persistent: "on", "off" or empty
+        std::string ip;         // --ip
+        std::string mask;       // --mask
+        std::string gateway;    // --gateway
+        bool apply = false;     // --apply
+        bool Writes() const {
+            return !dhcp.empty() || !persistent.empty() || !ip.empty() || !mask.empty() ||
+                   !gateway.empty();
+        }
+    };
+    IpConfig ipConfig;
 };
