@@ -240,8 +240,11 @@ void CKorvatinCamera::ForceReboot(const char* macOrSerial, const char* interface
     case Privilege::OtherHost:
         throw controlledElsewhere(device);
     case Privilege::NoAnswer:
+        // Typically a device on a subnet the host has no route to: broadcast reaches it,
+        // unicast does not.
         throw CKorvatinException("The " + deviceText(device) +
-                                     " answered discovery but not a register read",
+                                     " answered discovery but not a register read sent to its "
+                                     "address; give it an address this host reaches (force IP)",
                                  QRN_ERR_TIMEOUT);
     case Privilege::Free:
         break;

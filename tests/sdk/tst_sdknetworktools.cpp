@@ -13,8 +13,13 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -86,6 +91,68 @@ public:
 
 private:
     ArvDevice* device_ = nullptr;
+};
+
+// A device that hears broadcast discovery (on 255.255.255.255:3956) but reports an address
+// nothing listens on, as a camera on a subnet the host has no route to looks from the host.
+class UnreachableResponder {
+public:
+    UnreachableResponder() {
+        fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const int on = 1;
+        ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_port = htons(3956);
+        local.sin_addr.s_addr = htonl(INADDR_BROADCAST);
+        bound_ = ::bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local) == 0;
+        if (bound_)
+            thread_ = std::thread([this] { serve(); });
+    }
+    ~UnreachableResponder() {
+        stop_ = true;
+        if (thread_.joinable())
+            thread_.join();
+        ::close(fd_);
+    }
+    UnreachableResponder(const UnreachableResponder&) = delete;
+    UnreachableResponder& operator=(const UnreachableResponder&) = delete;
+    bool isBound() const { return bound_; }
+
+private:
+    // Responder thread.
+    void serve() {
+        while (!stop_) {
+            pollfd ready{fd_, POLLIN, 0};
+            if (::poll(&ready, 1, 50) <= 0)
+                continue;
+            uint8_t command[64];
+            sockaddr_in from{};
+            socklen_t fromSize = sizeof from;
+            const ssize_t size = ::recvfrom(fd_, command, sizeof command, 0,
+                                            reinterpret_cast<sockaddr*>(&from), &fromSize);
+            if (size < 8 || command[0] != 0x42 || command[2] != 0 || command[3] != 0x02)
+                continue;
+            uint8_t ack[8 + 0xF8] = {};
+            ack[3] = 0x03;
+            ack[5] = 0xF8;
+            ack[6] = command[6];
+            ack[7] = command[7];
+            uint8_t* data = ack + 8;
+            data[1] = 0x02; // GigE Vision 2.0
+            const uint8_t mac[6] = {0x02, 0x00, 0x00, 0x00, 0x00, 0xF1};
+            std::memcpy(data + 0x0A, mac, 6);
+            const uint8_t address[4] = {127, 0, 16, 241};
+            std::memcpy(data + 0x24, address, 4);
+            std::memcpy(data + 0xD8, "GHOST", 5);
+            ::sendto(fd_, ack, sizeof ack, 0, reinterpret_cast<sockaddr*>(&from), fromSize);
+        }
+    }
+
+    int fd_ = -1;
+    bool bound_ = false;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
 };
 
 } // namespace
@@ -349,6 +416,17 @@ private slots:
                                         .arg(device.macAddress, device.serialNumber));
         // Not reset: the other host still holds the device (a reset would have dropped it).
         QCOMPARE(uint(other.readPrivilege()), privilege);
+    }
+
+    void rebootOfADeviceThatAnswersOnlyBroadcastSaysItCannotBeReached() {
+        UnreachableResponder responder;
+        QVERIFY(responder.isBound());
+        const CKorvatinException e = thrownBy([] { CKorvatinCamera::ForceReboot("GHOST"); });
+        QCOMPARE(e.Code(), QRN_ERR_TIMEOUT);
+        QCOMPARE(QString(e.what()),
+                 QString("The device 02-00-00-00-00-f1 (serial number GHOST, IP address "
+                         "127.0.16.241) answered discovery but not a register read sent to its "
+                         "address; give it an address this host reaches (force IP)"));
     }
 
     void forceIpToAnUnknownMacIsAnUnknownDevice() {
