@@ -563,15 +563,19 @@ void CCamera::handleForceIp(const Request& request) {
         return;
     uint32_t address = get32(p + 20);
     uint32_t mask = get32(p + 36);
-    const uint32_t gateway = get32(p + 52);
-    if (address == 0) {
-        // Address 0 restarts the IP configuration: the persistent address or the start-up one.
+    uint32_t gateway = get32(p + 52);
+    const bool restart = address == 0;
+    if (restart) {
+        // Address 0 restarts the IP configuration, as after power-on: the persistent address,
+        // mask and gateway when persistent IP is on, otherwise the start-up address, which
+        // stands for what DHCP or link-local would give (the simulator has no DHCP server).
         std::lock_guard<std::mutex> lock(mutex_);
         const bool persistent = registers_.readU32(kCurrentIpConfig) & kIpConfigPersistent;
         const uint32_t persistentIp = registers_.readU32(kPersistentIp);
-        address = persistent && persistentIp != 0 ? persistentIp : startupAddress_;
-        mask = persistent && persistentIp != 0 ? registers_.readU32(kPersistentMask)
-                                               : subnetMaskOf(address);
+        const bool usePersistent = persistent && persistentIp != 0;
+        address = usePersistent ? persistentIp : startupAddress_;
+        mask = usePersistent ? registers_.readU32(kPersistentMask) : subnetMaskOf(address);
+        gateway = usePersistent ? registers_.readU32(kPersistentGateway) : 0;
     }
     if (address == 0xFFFFFFFF || (address >> 24) == 0 || (address >> 28) == 0xE) {
         if (ackRequired)
@@ -602,7 +606,9 @@ void CCamera::handleForceIp(const Request& request) {
         registers_.writeU32(kCurrentMask, mask);
         registers_.writeU32(kCurrentGateway, gateway);
     }
-    std::printf("camera %s moved to %s\n", serial_.c_str(), ipv4ToString(address).c_str());
+    std::printf("camera %s %s %s\n", serial_.c_str(),
+                restart ? "restarted its IP configuration on" : "moved to",
+                ipv4ToString(address).c_str());
     std::fflush(stdout);
     if (ackRequired)
         reply(request, kSuccess, nullptr, 0);

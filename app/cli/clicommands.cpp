@@ -6,7 +6,6 @@
 #include <korvatin/korvatincamera.h>
 
 #include <algorithm>
-#include <cctype>
 #include <list>
 #include <ostream>
 #include <set>
@@ -16,16 +15,6 @@ namespace {
 
 // Large enough for every device of a big installation; the SDK never writes past it.
 constexpr unsigned int kMaxDevices = 1024;
-
-// MACs match whatever their case and separator.
-std::string normalizedMac(std::string text) {
-    for (char& c : text) {
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-        if (c == ':')
-            c = '-';
-    }
-    return text;
-}
 
 // One line of output never carries a line break of a device's text.
 std::string oneLine(std::string text) {
@@ -66,18 +55,19 @@ void CCliCommands::List() {
 }
 
 GigEVisionDeviceInfo CCliCommands::FindDevice(const std::string& id) {
-    const std::vector<GigEVisionDeviceInfo> devices = discover(options_);
-    for (const GigEVisionDeviceInfo& device : devices) {
-        if (id == device.serialNumber || id == device.currentIp ||
-            normalizedMac(id) == device.macAddress)
-            return device;
-    }
-    throw CKorvatinException("unknown device \"" + id +
-                                 "\": no device with this serial number, "
-                                 "IP address or MAC answered discovery (" +
-                                 std::to_string(devices.size()) + " device" +
-                                 (devices.size() == 1 ? "" : "s") + " found)",
-                             QRN_ERR_NOT_FOUND);
+    ListDevicesSettings settings{};
+    settings.timeoutMs = options_.timeoutMs;
+    settings.interfaceAddress =
+        options_.interfaceAddress.empty() ? nullptr : options_.interfaceAddress.c_str();
+    settings.broadcast = options_.broadcast ? 1 : 0;
+    GigEVisionDeviceInfo device{};
+    if (!CKorvatinCamera::FindDevice(id.c_str(), &device, &settings))
+        throw CKorvatinException("unknown device \"" + id +
+                                     "\": no device with this serial number, IP address or "
+                                     "MAC answered discovery within " +
+                                     std::to_string(options_.timeoutMs) + " ms",
+                                 QRN_ERR_NOT_FOUND);
+    return device;
 }
 
 void CCliCommands::ConnectTo(CKorvatinCamera& camera, const std::string& device) {

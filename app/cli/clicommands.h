@@ -22,7 +22,8 @@ public:
     void Get(const std::string& device, const std::string& feature);
     void Set(const std::string& device, const std::string& feature, const std::string& value);
 
-    // Discovers the devices and returns the one whose serial number, IP address or MAC is `id`.
+    // The device whose serial number, IP address or MAC is `id`: asked directly when `id` is an
+    // address, else found by discovery that ends as soon as it answers.
     GigEVisionDeviceInfo FindDevice(const std::string& id);
     // Finds `device` and connects `camera` to it.
     void ConnectTo(CKorvatinCamera& camera, const std::string& device);

@@ -19,6 +19,19 @@ int32_t parseNumber(const std::string& option, const std::string& what, const st
     return int32_t(value);
 }
 
+std::string parseSwitch(const std::string& option, const std::string& text) {
+    if (text != "on" && text != "off")
+        throw CUsageError(option + " needs on or off, not \"" + text + "\"");
+    return text;
+}
+
+std::string requireValue(const std::string& option, const std::string& what,
+                         const std::string& text) {
+    if (text.empty())
+        throw CUsageError(option + " needs " + what);
+    return text;
+}
+
 int32_t parseTimeout(const std::string& text) {
     return parseNumber("--timeout", "a number of milliseconds", text);
 }
@@ -38,6 +51,10 @@ int expectedArguments(const std::string& command) {
     if (command == "record" || command == "save-frame" || command == "save-settings" ||
         command == "load-settings" || command == "program-lut")
         return 2;
+    if (command == "force-ip")
+        return 4;
+    if (command == "reboot" || command == "ip-config")
+        return 1;
     return -1;
 }
 
@@ -68,11 +85,26 @@ const char* CCliOptions::Usage() {
            "  program-lut DEVICE FILE.csv\n"
            "                             programs the device's look-up table, one entry per line\n"
            "                             (decimal, 0x hex or 0 octal); LUTEnable is left as it is\n"
+           "  force-ip MAC|SERIAL IP MASK GATEWAY\n"
+           "                             gives the device a new IP address, subnet mask and\n"
+           "                             default gateway at once (FORCEIP, also to a device\n"
+           "                             outside this host's subnets); 0.0.0.0 0.0.0.0 0.0.0.0\n"
+           "                             makes it restart its IP configuration\n"
+           "  reboot MAC|SERIAL          resets the device (DeviceReset); refused while another\n"
+           "                             host controls it\n"
+           "  ip-config DEVICE           prints the device's IP configuration: DHCP, persistent\n"
+           "                             IP and the persistent address, mask and gateway; with\n"
+           "                             --dhcp, --persistent, --ip, --mask or --gateway writes\n"
+           "                             them first (what is not given is kept)\n"
            "\n"
-           "DEVICE is a serial number, an IP address or a MAC address (xx-xx-xx-xx-xx-xx).\n"
+           "DEVICE is a serial number, an IP address or a MAC address (xx-xx-xx-xx-xx-xx). A\n"
+           "device named by its IP address is asked directly, on any subnet this host reaches;\n"
+           "a lookup by serial number or MAC ends as soon as the device answers.\n"
+           "MAC|SERIAL is a MAC address (any text with '-' or ':') or a serial number.\n"
            "\n"
            "Options:\n"
-           "  --interface ADDR   discover on the host interface with this IPv4 address only\n"
+           "  --interface ADDR   discover, force-ip and reboot on the host interface with this\n"
+           "                     IPv4 address only\n"
            "  --broadcast        send discovery to 255.255.255.255 instead of the subnet\n"
            "  --timeout MS       how long discovery waits for answers (default 1000)\n"
            "  --frames N         frames to grab or record\n"
@@ -85,10 +117,18 @@ const char* CCliOptions::Usage() {
            "  --stream-timeout MS\n"
            "                     longest wait for a frame before the device counts as not\n"
            "                     streaming (default 5000)\n"
+           "  --dhcp on|off      ip-config: enable or disable DHCP\n"
+           "  --persistent on|off\n"
+           "                     ip-config: enable or disable the persistent IP address\n"
+           "  --ip A, --mask M, --gateway G\n"
+           "                     ip-config: the persistent IP address, subnet mask and default\n"
+           "                     gateway\n"
+           "  --apply            ip-config: afterwards make the device restart its IP\n"
+           "                     configuration (FORCEIP 0.0.0.0), so it takes it at once\n"
            "  --help             this text\n"
            "\n"
            "KORVATIN_GEV_INTERFACES (comma-separated interface names or addresses) limits which\n"
-           "interfaces discovery uses.\n";
+           "interfaces discovery, force-ip and reboot use.\n";
 }
 
 CCliOptions CCliOptions::Parse(int argc, char** argv) {
@@ -162,6 +202,18 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
                 parseNumber("--stream-timeout", "a number of milliseconds", takeValue());
             if (options.streamTimeoutMs == 0)
                 throw CUsageError("--stream-timeout needs a number of milliseconds above 0");
+        } else if (name == "--dhcp") {
+            options.ipConfig.dhcp = parseSwitch(name, takeValue());
+        } else if (name == "--persistent") {
+            options.ipConfig.persistent = parseSwitch(name, takeValue());
+        } else if (name == "--ip") {
+            options.ipConfig.ip = requireValue(name, "an IPv4 address", takeValue());
+        } else if (name == "--mask") {
+            options.ipConfig.mask = requireValue(name, "a subnet mask", takeValue());
+        } else if (name == "--gateway") {
+            options.ipConfig.gateway = requireValue(name, "an IPv4 address", takeValue());
+        } else if (name == "--apply" && !hasValue) {
+            options.ipConfig.apply = true;
         } else {
             throw CUsageError("unknown option " + arg);
         }
@@ -186,7 +238,10 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             {"save-frame", "save-frame DEVICE FILE --format raw|tif|bmp"},
             {"save-settings", "save-settings DEVICE FILE"},
             {"load-settings", "load-settings DEVICE FILE"},
-            {"program-lut", "program-lut DEVICE FILE.csv"}};
+            {"program-lut", "program-lut DEVICE FILE.csv"},
+            {"force-ip", "force-ip MAC|SERIAL IP MASK GATEWAY"},
+            {"reboot", "reboot MAC|SERIAL"},
+            {"ip-config", "ip-config DEVICE"}};
         std::string form;
         for (const auto& entry : forms) {
             if (options.command == entry.first)

@@ -26,7 +26,7 @@ public:
 
     bool help = false;
     // "list", "tree", "get", "set", "grab", "record", "save-frame", "save-settings",
-    // "load-settings" or "program-lut"
+    // "load-settings", "program-lut", "force-ip", "reboot" or "ip-config"
     std::string command;
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
@@ -40,4 +40,20 @@ public:
     std::string format;       // --format of save-frame: "raw", "tif" or "bmp"
     std::string settingsFile; // --settings: INI file of the viewer; empty: defaults
     int32_t streamTimeoutMs = kDefaultStreamTimeoutMs; // --stream-timeout: longest frame wait
+
+    // ip-config: the values to write (empty: keep the device's) and whether to make the device
+    // restart its IP configuration afterwards (--apply).
+    struct IpConfig {
+        std::string dhcp;       // --dhcp: "on", "off" or empty
+        std::string persistent; // --persistent: "on", "off" or empty
+        std::string ip;         // --ip
+        std::string mask;       // --mask
+        std::string gateway;    // --gateway
+        bool apply = false;     // --apply
+        bool Writes() const {
+            return !dhcp.empty() || !persistent.empty() || !ip.empty() || !mask.empty() ||
+                   !gateway.empty();
+        }
+    };
+    IpConfig ipConfig;
 };

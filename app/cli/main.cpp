@@ -1,7 +1,8 @@
 // viewlane-cli: lists cameras, reads, writes and walks their features, grabs, records and saves
-// frames.
+// frames, and changes their network settings.
 #include "clicommands.h"
 #include "climaintenancecommands.h"
+#include "clinetworkcommands.h"
 #include "clioptions.h"
 #include "clistreamcommands.h"
 
@@ -56,6 +57,7 @@ int main(int argc, char** argv) {
     try {
         CCliCommands commands(options, std::cout);
         CCliStreamCommands streamCommands(options, commands, std::cout);
+        CCliNetworkCommands networkCommands(options, commands, std::cout);
         const auto& args = options.arguments;
         if (options.command == "grab" || options.command == "record" ||
             options.command == "save-frame") {
@@ -84,6 +86,12 @@ int main(int argc, char** argv) {
             commands.Tree(args[0]);
         else if (options.command == "get")
             commands.Get(args[0], args[1]);
+        else if (options.command == "force-ip")
+            networkCommands.ForceIp(args[0], args[1], args[2], args[3]);
+        else if (options.command == "reboot")
+            networkCommands.Reboot(args[0]);
+        else if (options.command == "ip-config")
+            networkCommands.IpConfig(args[0]);
         else
             commands.Set(args[0], args[1], args[2]);
         std::cout.flush();

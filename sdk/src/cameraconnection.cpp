@@ -219,9 +219,9 @@ CameraConnection::~CameraConnection() {
     if (device_) {
         if (controlLostHandler_ != 0)
             g_signal_handler_disconnect(device_.Get(), controlLostHandler_);
-        if (lostNotifier_->Fired()) {
-            // The device is gone: nothing to give back, and Aravis' heartbeat thread, which
-            // the release below waits for, should give up its retries at once.
+        if (lostNotifier_->Fired() || restarting_) {
+            // The device is gone or restarting: nothing to give back, and Aravis' heartbeat
+            // thread, which the release below waits for, should give up its retries at once.
             if (timeoutControl_)
                 setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
         } else {
@@ -283,6 +283,13 @@ void CameraConnection::ApplyHeartbeatDisable(bool disable) {
 
 void CameraConnection::GiveUpIfLost() {
     if (timeoutControl_ && lostNotifier_->Fired())
+        setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
+}
+
+void CameraConnection::ForgetControl() {
+    lostNotifier_->Disable();
+    restarting_ = true;
+    if (timeoutControl_)
         setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
 }
 

@@ -64,6 +64,10 @@ public:
     // For a device that is gone: makes further control transfers (closing a stream writes a
     // register) give up at once instead of retrying for seconds.
     void GiveUpIfLost();
+    // For a device that was told to restart: it gives control up by itself and stops
+    // answering for a while, so the connection no longer reports it lost, and closing neither
+    // gives control back nor waits for it.
+    void ForgetControl();
 
 private:
     void LoadDescriptionFromDevice();
@@ -77,6 +81,7 @@ private:
     std::shared_ptr<ConnectionLostNotifier> lostNotifier_;
     gulong controlLostHandler_ = 0;
     bool timeoutControl_ = false; // whether the control-channel time-out could be set
+    bool restarting_ = false;     // set by ForgetControl
 
     std::thread watchdog_;
     std::mutex watchdogMutex_; // guards stopping_

@@ -1,18 +1,16 @@
 // The SDK's own GVCP discovery client: DISCOVERY_CMD on chosen host interfaces, acks parsed.
 #include "gvcpdiscovery.h"
 
+#include "gvcpsocket.h"
+
 #include "korvatin/korvatinexception.h"
 #include "korvatin/korvatingigevision.h"
 #include "korvatin/qrnutil.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -22,13 +20,6 @@ namespace korvatin {
 
 namespace {
 
-constexpr uint16_t kGvcpPort = 3956;
-constexpr uint8_t kGvcpKey = 0x42;
-constexpr uint8_t kFlagAckRequired = 0x01;
-constexpr uint8_t kFlagAllowBroadcastAck = 0x10;
-constexpr uint16_t kDiscoveryCmd = 0x0002;
-constexpr uint16_t kDiscoveryAck = 0x0003;
-constexpr std::size_t kHeaderSize = 8;
 // The acknowledgement carries the first 0xF8 bytes of the device's bootstrap registers.
 constexpr std::size_t kBootstrapSize = 0xF8;
 
@@ -46,30 +37,8 @@ constexpr std::size_t kManufacturerInfo = 0xA8;
 constexpr std::size_t kSerialNumber = 0xD8;
 constexpr std::size_t kUserDefinedName = 0xE8;
 
-// Closes its descriptor on every exit path.
-class Socket {
-public:
-    Socket() = default;
-    explicit Socket(int fd) : fd_(fd) {}
-    Socket(Socket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-    Socket& operator=(Socket&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-    ~Socket() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    int fd() const { return fd_; }
-
-private:
-    int fd_ = -1;
-};
-
 struct Probe {
-    Socket socket;
+    GvcpSocket socket;
     NetworkInterfaceController nic;
     uint16_t requestId;
 };
@@ -79,23 +48,6 @@ struct Found {
     uint32_t deviceIp; // host order
     std::vector<NetworkInterfaceController> answeredOn;
 };
-
-uint16_t nextRequestId() {
-    // Distinct ids for concurrent passes; 0 is not a valid GVCP request id.
-    static std::atomic<uint16_t> counter{static_cast<uint16_t>(::getpid() * 7919u)};
-    uint16_t id = 0;
-    while (id == 0)
-        id = counter.fetch_add(1);
-    return id;
-}
-
-uint32_t be32(const uint8_t* p) {
-    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3];
-}
-
-uint16_t be16(const uint8_t* p) {
-    return static_cast<uint16_t>((p[0] << 8) | p[1]);
-}
 
 std::string dotted(uint32_t hostOrder) {
     in_addr address{};
@@ -119,28 +71,29 @@ void copyText(char* destination, std::size_t destinationSize, const std::string&
 
 bool parseAck(const uint8_t* packet, std::size_t size, uint16_t requestId,
               GigEVisionDeviceInfo* info, uint32_t* deviceIp) {
-    if (size < kHeaderSize + kBootstrapSize)
+    if (size < gvcp::kHeaderSize + kBootstrapSize)
         return false;
-    if (be16(packet) != 0 || be16(packet + 2) != kDiscoveryAck || be16(packet + 6) != requestId)
+    if (gvcp::Be16(packet) != 0 || gvcp::Be16(packet + 2) != gvcp::kDiscoveryAck ||
+        gvcp::Be16(packet + 6) != requestId)
         return false;
-    if (be16(packet + 4) < kBootstrapSize)
+    if (gvcp::Be16(packet + 4) < kBootstrapSize)
         return false;
-    const uint8_t* data = packet + kHeaderSize;
+    const uint8_t* data = packet + gvcp::kHeaderSize;
     std::memset(info, 0, sizeof *info);
-    info->gevVersionMajor = be16(data + kVersion);
-    info->gevVersionMinor = be16(data + kVersion + 2);
+    info->gevVersionMajor = gvcp::Be16(data + kVersion);
+    info->gevVersionMinor = gvcp::Be16(data + kVersion + 2);
     std::memcpy(info->mac, data + kMacHigh + 2, 6);
     char mac[32] = {};
     std::snprintf(mac, sizeof mac, "%02x-%02x-%02x-%02x-%02x-%02x", info->mac[0], info->mac[1],
                   info->mac[2], info->mac[3], info->mac[4], info->mac[5]);
     copyText(info->macAddress, sizeof info->macAddress, std::string(mac));
-    info->ipConfigCurrent = be32(data + kIpConfigCurrent);
-    *deviceIp = be32(data + kCurrentIp);
+    info->ipConfigCurrent = gvcp::Be32(data + kIpConfigCurrent);
+    *deviceIp = gvcp::Be32(data + kCurrentIp);
     copyText(info->currentIp, sizeof info->currentIp, dotted(*deviceIp));
     copyText(info->currentSubnetMask, sizeof info->currentSubnetMask,
-             dotted(be32(data + kCurrentMask)));
+             dotted(gvcp::Be32(data + kCurrentMask)));
     copyText(info->defaultGateway, sizeof info->defaultGateway,
-             dotted(be32(data + kCurrentGateway)));
+             dotted(gvcp::Be32(data + kCurrentGateway)));
     const auto text = [data](std::size_t offset) {
         return reinterpret_cast<const char*>(data + offset);
     };
@@ -231,93 +184,95 @@ GvcpDiscovery::ChooseInterfaces(const char* interfaceAddress) {
     return chosen;
 }
 
+namespace {
+
+uint32_t destinationOf(const DiscoveryRequest& request, const NetworkInterfaceController& nic) {
+    switch (request.destination) {
+    case DiscoveryRequest::Destination::Broadcast:
+        return INADDR_BROADCAST;
+    case DiscoveryRequest::Destination::Unicast:
+        return request.deviceAddress;
+    case DiscoveryRequest::Destination::DirectedBroadcast:
+        break;
+    }
+    return nic.address | ~nic.mask;
+}
+
+// Reads every acknowledgement waiting on `probe` into `found`. True when one of them came from
+// a device `request.wanted` asks for.
+bool readAnswers(const Probe& probe, const DiscoveryRequest& request, std::vector<Found>* found) {
+    uint8_t packet[1500];
+    bool wantedAnswered = false;
+    for (;;) {
+        const ssize_t size = probe.socket.Receive(packet, sizeof packet, nullptr);
+        if (size < 0)
+            return wantedAnswered;
+        GigEVisionDeviceInfo info;
+        uint32_t deviceIp = 0;
+        if (!parseAck(packet, static_cast<std::size_t>(size), probe.requestId, &info, &deviceIp))
+            continue;
+        auto same = std::find_if(found->begin(), found->end(), [&](const Found& f) {
+            return f.deviceIp == deviceIp && std::memcmp(f.info.mac, info.mac, 6) == 0;
+        });
+        if (same == found->end()) {
+            found->push_back(Found{info, deviceIp, {}});
+            same = found->end() - 1;
+        }
+        const bool known = std::any_of(
+            same->answeredOn.begin(), same->answeredOn.end(),
+            [&](const NetworkInterfaceController& n) { return n.address == probe.nic.address; });
+        if (!known)
+            same->answeredOn.push_back(probe.nic);
+        if (request.wanted && request.wanted(info))
+            wantedAnswered = true;
+    }
+}
+
+} // namespace
+
 unsigned int GvcpDiscovery::Discover(const std::vector<NetworkInterfaceController>& interfaces,
-                                     int timeoutMs, bool broadcast, GigEVisionDeviceInfo* buffer,
+                                     const DiscoveryRequest& request, GigEVisionDeviceInfo* buffer,
                                      unsigned int maxCount) {
     using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(std::max(timeoutMs, 0));
+    const auto deadline = Clock::now() + std::chrono::milliseconds(std::max(request.timeoutMs, 0));
 
     std::vector<Probe> probes;
     for (const auto& nic : interfaces) {
-        Socket socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        if (socket.fd() < 0)
+        GvcpSocket socket;
+        // An interface that went away since it was listed is simply not asked.
+        if (!socket.Open(nic.address)) {
+            if (errno == EADDRNOTAVAIL || errno == EINVAL)
+                continue;
             throw CKorvatinException(std::string("Cannot open a UDP socket for discovery: ") +
                                          std::strerror(errno),
                                      QRN_ERR_IO);
-        const int on = 1;
-        ::setsockopt(socket.fd(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
-        sockaddr_in local{};
-        local.sin_family = AF_INET;
-        local.sin_addr.s_addr = htonl(nic.address);
-        local.sin_port = 0;
-        // An interface that went away since it was listed is simply not asked.
-        if (::bind(socket.fd(), reinterpret_cast<sockaddr*>(&local), sizeof local) != 0)
-            continue;
-
-        const uint16_t requestId = nextRequestId();
-        uint8_t command[kHeaderSize] = {kGvcpKey,
-                                        kFlagAckRequired | kFlagAllowBroadcastAck,
-                                        uint8_t(kDiscoveryCmd >> 8),
-                                        uint8_t(kDiscoveryCmd & 0xFF),
-                                        0,
-                                        0,
-                                        uint8_t(requestId >> 8),
-                                        uint8_t(requestId & 0xFF)};
-        sockaddr_in target{};
-        target.sin_family = AF_INET;
-        target.sin_port = htons(kGvcpPort);
-        target.sin_addr.s_addr =
-            broadcast ? htonl(INADDR_BROADCAST) : htonl(nic.address | ~nic.mask);
+        }
+        const uint16_t requestId = gvcp::NextRequestId();
+        const auto command = gvcp::Command(gvcp::kFlagAckRequired | gvcp::kFlagAllowBroadcastAck,
+                                           gvcp::kDiscoveryCmd, requestId);
         // A send that fails (no route on that interface) leaves this interface silent.
-        if (::sendto(socket.fd(), command, sizeof command, 0, reinterpret_cast<sockaddr*>(&target),
-                     sizeof target) < 0)
+        if (!socket.SendTo(destinationOf(request, nic), command))
             continue;
         probes.push_back(Probe{std::move(socket), nic, requestId});
     }
 
+    std::vector<const GvcpSocket*> sockets;
+    for (const Probe& probe : probes)
+        sockets.push_back(&probe.socket);
     std::vector<Found> found;
-    std::vector<pollfd> fds(probes.size());
-    for (std::size_t i = 0; i < probes.size(); ++i)
-        fds[i] = pollfd{probes[i].socket.fd(), POLLIN, 0};
-
-    uint8_t packet[1500];
-    while (!probes.empty()) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0)
-            break;
-        const int ready = ::poll(fds.data(), fds.size(), static_cast<int>(left.count()));
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready <= 0)
-            break;
+    std::vector<bool> ready;
+    bool done = false;
+    while (!done && GvcpSocket::WaitAny(sockets, deadline, &ready)) {
         for (std::size_t i = 0; i < probes.size(); ++i) {
-            if ((fds[i].revents & POLLIN) == 0)
-                continue;
-            for (;;) {
-                const ssize_t size = ::recv(fds[i].fd, packet, sizeof packet, 0);
-                if (size < 0)
-                    break;
-                GigEVisionDeviceInfo info;
-                uint32_t deviceIp = 0;
-                if (!parseAck(packet, static_cast<std::size_t>(size), probes[i].requestId, &info,
-                              &deviceIp))
-                    continue;
-                auto same = std::find_if(found.begin(), found.end(), [&](const Found& f) {
-                    return f.deviceIp == deviceIp && std::memcmp(f.info.mac, info.mac, 6) == 0;
-                });
-                if (same == found.end()) {
-                    found.push_back(Found{info, deviceIp, {}});
-                    same = found.end() - 1;
-                }
-                const bool known = std::any_of(same->answeredOn.begin(), same->answeredOn.end(),
-                                               [&](const NetworkInterfaceController& n) {
-                                                   return n.address == probes[i].nic.address;
-                                               });
-                if (!known)
-                    same->answeredOn.push_back(probes[i].nic);
-            }
+            if (ready[i] && readAnswers(probes[i], request, &found))
+                done = true;
         }
+    }
+    if (done) {
+        // The wanted device answered: what the other interfaces already heard is read too, so
+        // the interface that reaches it best can still be chosen, but nobody is waited for.
+        for (const Probe& probe : probes)
+            readAnswers(probe, request, &found);
     }
 
     unsigned int count = 0;

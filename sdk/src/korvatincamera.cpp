@@ -1,4 +1,5 @@
-// The SDK's camera: discovery, connection and by-name GenICam feature access of one device.
+// The SDK's camera: discovery, connection and by-name GenICam feature access of one device
+// (the network tools are in korvatincameranetwork.cpp).
 #include "korvatin/korvatincamera.h"
 
 #include "cameraconnection.h"
@@ -45,8 +46,12 @@ unsigned int CKorvatinCamera::ListDevices(GigEVisionDeviceInfo* buffer, unsigned
     const char* interfaceAddress = settings != nullptr ? settings->interfaceAddress : nullptr;
     const bool broadcast = settings != nullptr && settings->broadcast != 0;
     const auto interfaces = korvatin::GvcpDiscovery::ChooseInterfaces(interfaceAddress);
+    korvatin::DiscoveryRequest request;
+    request.destination = broadcast ? korvatin::DiscoveryRequest::Destination::Broadcast
+                                    : korvatin::DiscoveryRequest::Destination::DirectedBroadcast;
+    request.timeoutMs = timeoutMs;
     const unsigned int found =
-        korvatin::GvcpDiscovery::Discover(interfaces, timeoutMs, broadcast, buffer, maxCount);
+        korvatin::GvcpDiscovery::Discover(interfaces, request, buffer, maxCount);
     if (count != nullptr)
         *count = found;
     return found;

@@ -157,6 +157,9 @@ QList<DiscoveredCamera> CGvcpClient::discover(const QString& address, int expect
         DiscoveredCamera camera;
         camera.address = ack.from;
         camera.currentIp = ipText(get32(ack.payload, 0x24));
+        camera.currentMask = ipText(get32(ack.payload, 0x34));
+        camera.currentGateway = ipText(get32(ack.payload, 0x44));
+        camera.ipConfig = get32(ack.payload, 0x14);
         camera.serial = fixedString(ack.payload, 0xD8, 16);
         camera.model = fixedString(ack.payload, 0x68, 32);
         const QByteArray mac = ack.payload.mid(0x0A, 6);

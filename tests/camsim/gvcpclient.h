@@ -20,6 +20,9 @@ struct GvcpAck {
 struct DiscoveredCamera {
     QString address; // the sender of the answer
     QString currentIp;
+    QString currentMask;
+    QString currentGateway;
+    uint32_t ipConfig = 0; // the IP configuration bits (0x0014): 1 persistent, 2 DHCP, 4 LLA
     QString serial;
     QString mac; // "xx:xx:xx:xx:xx:xx"
     QString model;

@@ -43,6 +43,9 @@ private slots:
     void forceIpForAnotherMacIsIgnored();
     void deviceResetMakesTheCameraSilentThenBack();
     void resetComesBackOnThePersistentAddressWhenEnabled();
+    void forceIpToZeroComesUpOnThePersistentAddressMaskAndGateway();
+    void forceIpToZeroWithoutPersistentIpReturnsToTheStartupAddress();
+    void dhcpAndLinkLocalFlagsAreStoredReportedAndKeptOverAReset();
     void onlyTheControllingHostMayWrite();
     void silentControllerLosesControlAfterHeartbeatTimeout();
     void badRequestsGetErrorStatus();
@@ -247,6 +250,97 @@ void TestCamsimNetwork::resetComesBackOnThePersistentAddressWhenEnabled() {
     QCOMPARE(client.writeRegister("127.0.15.99", 0x0014, config & ~0x1u).status, uint16_t(0));
     QCOMPARE(client.writeRegister("127.0.15.99", kDeviceReset, 1).status, uint16_t(0));
     QTRY_VERIFY_WITH_TIMEOUT(client.discover(address, 1, 200).size() == 1, 10000);
+}
+
+void TestCamsimNetwork::forceIpToZeroComesUpOnThePersistentAddressMaskAndGateway() {
+    if (!TestNetwork::isIsolated())
+        QSKIP("FORCEIP is broadcast: it needs a private network namespace (run through ctest "
+              "as root)");
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.15.42"}),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client;
+    const QString address("127.0.15.42");
+    const QList<DiscoveredCamera> before = client.discover(address, 1, 2000);
+    QCOMPARE(before.size(), 1);
+    QCOMPARE(client.writeRegister(address, kCcp, 2).status, uint16_t(0));
+    QCOMPARE(client.writeRegister(address, 0x064C, 0x7F000F64).status, uint16_t(0)); // .100
+    QCOMPARE(client.writeRegister(address, 0x065C, 0xFFFF0000).status, uint16_t(0));
+    QCOMPARE(client.writeRegister(address, 0x066C, 0x7F000FFE).status, uint16_t(0));
+    QCOMPARE(client.writeRegister(address, 0x0014, 0x5).status, uint16_t(0)); // persistent, LLA
+
+    // Mask and gateway of the command do not matter when the address is 0.
+    const GvcpAck ack = client.forceIp("255.255.255.255", macBytes(before[0].mac), "0.0.0.0",
+                                       "255.0.0.0", "127.0.0.9");
+    QCOMPARE(ack.status, uint16_t(0));
+    QCOMPARE(ack.from, QString("127.0.15.100"));
+    const QList<DiscoveredCamera> after = client.discover("127.0.15.100", 1, 2000);
+    QCOMPARE(after.size(), 1);
+    QCOMPARE(after[0].currentIp, QString("127.0.15.100"));
+    QCOMPARE(after[0].currentMask, QString("255.255.0.0"));
+    QCOMPARE(after[0].currentGateway, QString("127.0.15.254"));
+    QCOMPARE(after[0].ipConfig, 0x5u);
+    QVERIFY(client.discover(address, 1, 300).isEmpty());
+    QTRY_VERIFY(simulator.output().contains("restarted its IP configuration on 127.0.15.100"));
+}
+
+void TestCamsimNetwork::forceIpToZeroWithoutPersistentIpReturnsToTheStartupAddress() {
+    if (!TestNetwork::isIsolated())
+        QSKIP("FORCEIP is broadcast: it needs a private network namespace (run through ctest "
+              "as root)");
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.15.43"}),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client;
+    const QList<DiscoveredCamera> before = client.discover("127.0.15.43", 1, 2000);
+    QCOMPARE(before.size(), 1);
+    const QByteArray mac = macBytes(before[0].mac);
+    QCOMPARE(client.forceIp("255.255.255.255", mac, "127.0.15.143", "255.255.255.0", "127.0.15.1")
+                 .status,
+             uint16_t(0));
+    // A persistent address is set but persistent IP stays off (DHCP and LLA, as at power-on):
+    // with no DHCP server the camera comes back on its start-up address.
+    QCOMPARE(client.writeRegister("127.0.15.143", kCcp, 2).status, uint16_t(0));
+    QCOMPARE(client.writeRegister("127.0.15.143", 0x064C, 0x7F000F65).status, uint16_t(0));
+    QCOMPARE(client.writeRegister("127.0.15.143", 0x065C, 0xFF000000).status, uint16_t(0));
+    const GvcpAck ack = client.forceIp("255.255.255.255", mac, "0.0.0.0", "0.0.0.0", "0.0.0.0");
+    QCOMPARE(ack.status, uint16_t(0));
+    QCOMPARE(ack.from, QString("127.0.15.43"));
+    const QList<DiscoveredCamera> after = client.discover("127.0.15.43", 1, 2000);
+    QCOMPARE(after.size(), 1);
+    QCOMPARE(after[0].currentMask, QString("255.0.0.0"));
+    QCOMPARE(after[0].currentGateway, QString("0.0.0.0"));
+    QCOMPARE(after[0].ipConfig, 0x6u);
+    QVERIFY(client.discover("127.0.15.143", 1, 300).isEmpty());
+}
+
+void TestCamsimNetwork::dhcpAndLinkLocalFlagsAreStoredReportedAndKeptOverAReset() {
+    SimulatorProcess simulator;
+    QVERIFY2(simulator.startCamsim({"--address", "127.0.15.44"}),
+             qPrintable(simulator.errorString()));
+    CGvcpClient client;
+    const QString address("127.0.15.44");
+    QList<DiscoveredCamera> found = client.discover(address, 1, 2000);
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(found[0].ipConfig, 0x6u); // DHCP and LLA at power-on
+    QCOMPARE(client.writeRegister(address, kCcp, 2).status, uint16_t(0));
+    // Only the three configuration bits are kept.
+    QCOMPARE(client.writeRegister(address, 0x0014, 0xFFFFFFF4).status, uint16_t(0));
+    uint32_t value = 0;
+    QCOMPARE(client.readRegister(address, 0x0014, &value).status, uint16_t(0));
+    QCOMPARE(value, 0x4u);
+    found = client.discover(address, 1, 2000);
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(found[0].ipConfig, 0x4u);
+    QCOMPARE(client.writeRegister(address, 0x0014, 0x2).status, uint16_t(0));
+    QCOMPARE(client.writeRegister(address, kDeviceReset, 1).status, uint16_t(0));
+    QTRY_VERIFY(simulator.output().contains("resetting"));
+    QTRY_VERIFY_WITH_TIMEOUT(client.discover(address, 1, 200).size() == 1, 10000);
+    found = client.discover(address, 1, 2000);
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(found[0].ipConfig, 0x2u);
+    QCOMPARE(client.readRegister(address, 0x0014, &value).status, uint16_t(0));
+    QCOMPARE(value, 0x2u);
 }
 
 void TestCamsimNetwork::onlyTheControllingHostMayWrite() {

@@ -22,7 +22,8 @@ struct ConversionContext;
 // another device any number of times. Failures are thrown as CKorvatinException.
 //
 // Threads: feature access, connect and disconnect are meant for one thread at a time (the
-// application's GUI thread). ListDevices and the static network tools may run on any thread.
+// application's GUI thread). ListDevices, FindDevice and the static network tools may run on
+// any thread.
 class CKorvatinCamera {
 public:
     // Called once when the connected device stops answering (Aravis' control-lost); runs on an
@@ -44,6 +45,38 @@ public:
     // "every interface" means.
     static unsigned int ListDevices(GigEVisionDeviceInfo* buffer, unsigned int maxCount,
                                     unsigned int* count, const ListDevicesSettings* settings);
+
+    // Finds one device: `id` is a dotted IP address, a MAC address (six hex pairs separated by
+    // '-' or ':') or a serial number. A device named by its IP address is asked directly
+    // (unicast discovery from each chosen interface), so it is found on any subnet the host
+    // can route to, also when it answers only on its own address; otherwise discovery goes to
+    // the broadcast address `settings->broadcast` asks for. Either way the pass ends as soon as
+    // the device has answered, at the latest after `settings->timeoutMs`. True with `device`
+    // filled when it answered. A null `settings` means every interface, directed, 100 ms.
+    static bool FindDevice(const char* id, GigEVisionDeviceInfo* device,
+                           const ListDevicesSettings* settings);
+
+    // Network tools. They name the device by its MAC address ("0a-3c-51-06-1a-fb": a text with
+    // '-' or ':' is a MAC and must be a well-formed one) or by its serial number (any other
+    // text), and work on every interface (KORVATIN_GEV_INTERFACES, when set, says which those
+    // are) or only on the one whose dotted address is `interfaceAddress`. A serial number is
+    // resolved to its device by a broadcast discovery that ends when the device answers.
+    //
+    // ForceIPEx sends GVCP FORCEIP for the device's MAC to 255.255.255.255 and waits for the
+    // device's acknowledgement: the device takes the address, mask and gateway at once (until
+    // its next restart). IP "0.0.0.0" (mask and gateway then do not matter) makes the device
+    // restart its IP configuration: its persistent address when persistent IP is enabled, else
+    // DHCP or link-local as the device does them. Throws QRN_ERR_INVALID for a malformed MAC or
+    // address, QRN_ERR_NOT_FOUND for a device that does not answer at all, QRN_ERR_TIMEOUT for
+    // a device that answers discovery but does not acknowledge FORCEIP, QRN_ERR_IO when the
+    // device refuses the command.
+    static void ForceIPEx(const char* macOrSerial, const char* ip, const char* subnetMask,
+                          const char* gateway, const char* interfaceAddress = nullptr);
+    // Finds the device, opens a control channel, executes its DeviceReset command and closes
+    // without waiting for the device, which restarts. Throws QRN_ERR_NOT_FOUND for a device
+    // that does not answer, QRN_ERR_ACCESS when another host controls the device (it is then
+    // not reset), QRN_ERR_UNSUPPORTED for a device without DeviceReset.
+    static void ForceReboot(const char* macOrSerial, const char* interfaceAddress = nullptr);
 
     // The SDK's version text, naming the Aravis version it runs on.
     static const char* SDKVersion();
@@ -77,6 +110,20 @@ public:
     void CreateGeniCamTreeFromFile(const char* path);
     // Aravis matches replies by packet id, so no stale reply can remain: succeeds, does nothing.
     QRN_ERROR ClearGvcpReplyBuffer();
+
+    // The connected device's IP configuration from its bootstrap registers: the DHCP and
+    // persistent-IP flags (0x0014) and the persistent address, mask and gateway (0x064C,
+    // 0x065C, 0x066C). The addresses are in network byte order, the form of in_addr::s_addr,
+    // so `inet_ntoa(in_addr{ip})` gives the dotted text.
+    void ReadIpConfigure(bool& dhcp, bool& persistentIp, uint32_t& ip, uint32_t& subnetMask,
+                         uint32_t& gateway);
+    // Writes the persistent address, mask and gateway (dotted texts), then the two flags; the
+    // other configuration bits (link-local) are kept. With `persistentIp` the address must be a
+    // unicast address and the mask a contiguous, non-zero one (QRN_ERR_INVALID otherwise,
+    // before anything is written). The device uses the configuration when it next restarts its
+    // IP configuration: after a reset or a FORCEIP to 0.0.0.0 (ForceIPEx).
+    void WriteIpConfigure(bool dhcp, bool persistentIp, const char* ip, const char* subnetMask,
+                          const char* gateway);
 
     // By-name feature access on the connection's description. A feature the description lacks
     // is an exception naming it; so is a value of the wrong type or out of range.
