@@ -8,11 +8,24 @@
 
 #include <QMutexLocker>
 
+#include <algorithm>
+
 namespace {
 
 // Thrown from a destructor, which lets no exception out: the process ends with this text.
 [[noreturn]] void raiseNotStopped() {
     throw CKorvatinException("GrabThread has not Stopped.", CKorvatinCameraViewlane::kSessionError);
+}
+
+// The longest one frame wait lasts, so that a stop is seen at least this often. Time-outs cost
+// only a turn of the loop, so cutting a longer configured wait into turns changes nothing else.
+constexpr uint32_t kLongestFrameWaitMs = 100;
+
+// The wait of each turn for the configured time-out: 0 would make the loop spin and a negative
+// one, read as unsigned, wait for weeks; both wait the longest turn instead.
+uint32_t frameWaitMs(int32_t configuredMs) {
+    return configuredMs > 0 ? std::min(uint32_t(configuredMs), kLongestFrameWaitMs)
+                            : kLongestFrameWaitMs;
 }
 
 } // namespace
@@ -28,7 +41,7 @@ void CFrameGrabThread::run() {
     CKorvatinCameraViewlane& session = *m_session;
     // Describes each buffer the stream hands over until it is swapped into a spare.
     CKorvatinFrame received;
-    const uint32_t timeoutMs = uint32_t(session.m_getFrameTimeoutMs);
+    const uint32_t timeoutMs = frameWaitMs(session.m_getFrameTimeoutMs);
 
     while (session.m_grabRunning) {
         // Time-outs and errors only cost one turn; they are neither reported nor counted.
