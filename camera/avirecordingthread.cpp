@@ -85,7 +85,8 @@ void CAviRecordingThread::run() {
                                     session.ConversionContext()) != QRN_OK)
                     std::abort();
                 session.m_aviFile.Append(*holder); // a frame the writer refuses is not retried
-                if (session.m_maxFramesToRecord != 0 &&
+                // A limit of 0 or below records until stopped.
+                if (session.m_maxFramesToRecord > 0 &&
                     ++session.m_framesRecorded >= session.m_maxFramesToRecord) {
                     // Let a waiting StartRecording/StopRecording in between, then end the
                     // recording unless it already ended.

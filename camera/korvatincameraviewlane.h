@@ -103,8 +103,9 @@ public:
 
     // Opens `fileName` as an AVI of the camera's current size, frame rate and colour (grey for
     // Mono formats and for Bayer formats recorded with bayerMode 0) and records every frame the
-    // conversion thread passes on until StopRecording, or until maxFrames frames when it is not
-    // 0. Emits RecordStarted(true). Throws "fail to open the AVI." (kSessionError).
+    // conversion thread passes on until StopRecording, or until maxFrames frames when it is above
+    // 0 (0 and below: until stopped). Emits RecordStarted(true). Throws "fail to open the AVI."
+    // (kSessionError).
     void StartRecording(const char* fileName, uint32_t bayerMode, int32_t maxFrames);
     // Ends a running recording and emits RecordStarted(false); nothing when not recording.
     void StopRecording();
@@ -187,7 +188,7 @@ private:
     QList<CKorvatinFrameConverted*> m_readyConvertedFrames;
     // The AVI writer of the current recording. Guarded by m_recordMutex.
     CKorvatinAVIFile m_aviFile;
-    int32_t m_maxFramesToRecord = 0; // 0: unlimited. Guarded by m_recordMutex.
+    int32_t m_maxFramesToRecord = 0; // 0 and below: unlimited. Guarded by m_recordMutex.
     int32_t m_framesRecorded = 0;    // since StartRecording. Guarded by m_recordMutex.
     bool m_recording = false; // between a successful Open and Close. Guarded by m_recordMutex.
     // Guards m_aviFile, m_recording, m_maxFramesToRecord, m_framesRecorded and

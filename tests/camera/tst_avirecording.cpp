@@ -89,6 +89,7 @@ private slots:
     void cleanupTestCase();
 
     void limitOfNRecordsExactlyNFramesAndEndsByItself();
+    void limitOfZeroRecordsUntilStopped_data();
     void limitOfZeroRecordsUntilStopped();
     void monoAndBayerWithoutInterpolationGiveAGreyFileOthersColour_data();
     void monoAndBayerWithoutInterpolationGiveAGreyFileOthersColour();
@@ -177,10 +178,19 @@ void TestAviRecording::limitOfNRecordsExactlyNFramesAndEndsByItself() {
     QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount > counted + 3, 20000);
 }
 
+void TestAviRecording::limitOfZeroRecordsUntilStopped_data() {
+    QTest::addColumn<int>("limit");
+    QTest::newRow("0") << 0;
+    // A negative limit is no limit either.
+    QTest::newRow("-1") << -1;
+    QTest::newRow("-50") << -50;
+}
+
 void TestAviRecording::limitOfZeroRecordsUntilStopped() {
+    QFETCH(int, limit);
     START_OR_FAIL(session, "Mono8");
     const QString path = file("unlimited.avi");
-    session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
+    session->StartRecording(path.toLocal8Bit().constData(), 0, limit);
     const uint32_t counted = session->grabbedFrameCount;
     QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount >= counted + 40, 30000);
     QVERIFY(session->IsRecording());
