@@ -540,6 +540,66 @@ private slots:
         QCOMPARE(window->Settings().maxRecordedFrames, 123);
     }
 
+    void recordDoesNothingWhileNotConnectedOrAlreadyRecording() {
+        auto window = OpenWindow(0);
+        QVERIFY(window);
+        MessageBoxWatcher boxes;
+        // Not connected: the button is disabled, the command itself does nothing.
+        QMetaObject::invokeMethod(window.get(), "on_pushButton_record_clicked");
+        QVERIFY(!window->Session()->IsRecording());
+        QVERIFY(!QFile::exists(window->Settings().aviFileName));
+        QCoreApplication::processEvents();
+        QVERIFY(boxes.texts.isEmpty());
+
+        SimulatorProcess sim;
+        QVERIFY(sim.startCamsim({"--address", "127.0.11.70", "--width", "64", "--height", "16"}));
+        QTRY_COMPARE_WITH_TIMEOUT(Table(*window)->rowCount(), 1, kDiscoveryWaitMs);
+        ClickRow(*window, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(window->IsConnected(), 10000);
+        const QString first = m_dir.filePath("first.avi");
+        const QString second = m_dir.filePath("second.avi");
+        auto record = [&](const QString& path) {
+            withDialog<CDialogRecordingSettings>(
+                window.get(),
+                [&] { window->findChild<QPushButton*>("pushButton_recording_settings")->click(); },
+                [&](CDialogRecordingSettings& dialog) {
+                    dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
+                    dialog.accept();
+                });
+            window->findChild<QPushButton*>("pushButton_record")->click();
+        };
+        record(first);
+        QVERIFY(window->Session()->IsRecording());
+        // Already recording: a second record neither restarts nor opens another file.
+        record(second);
+        QVERIFY(window->Session()->IsRecording());
+        QVERIFY(!QFile::exists(second));
+        window->findChild<QPushButton*>("pushButton_stop")->click();
+        QVERIFY(!window->Session()->IsRecording());
+        QVERIFY(QFileInfo(first).size() > 0);
+        QVERIFY2(boxes.texts.isEmpty(), qPrintable(boxes.texts.join(" | ")));
+    }
+
+    void recordThatCannotOpenItsFileShowsWhy() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.11.80", {"--width", "64", "--height", "16"});
+        QVERIFY(window);
+        withDialog<CDialogRecordingSettings>(
+            window.get(),
+            [&] { window->findChild<QPushButton*>("pushButton_recording_settings")->click(); },
+            [&](CDialogRecordingSettings& dialog) {
+                dialog.findChild<QLineEdit*>("lineEdit_fileName")
+                    ->setText(m_dir.filePath("no-such-directory/x.avi"));
+                dialog.accept();
+            });
+        MessageBoxWatcher boxes;
+        window->findChild<QPushButton*>("pushButton_record")->click();
+        QCOMPARE(boxes.texts.size(), 1);
+        QCOMPARE(boxes.texts.first(),
+                 QString("Fail to start AVi recording: fail to open the AVI."));
+        QVERIFY(!window->Session()->IsRecording());
+    }
+
     void aboutShowsTheVersionsFromTheWindow() {
         auto window = OpenWindow(0);
         QVERIFY(window);
