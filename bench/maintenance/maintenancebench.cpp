@@ -130,9 +130,9 @@ void Report(const char* what, const std::vector<DialogTimes>& dialog,
     }
     std::printf("  %-14s direct %8.1f ms (min %8.1f) | dialog job %8.1f ms (min %8.1f), ratio "
                 "%.2f | click to message %8.1f ms\n",
-                what, Median(direct), *std::min_element(direct.begin(), direct.end()),
-                Median(job), *std::min_element(job.begin(), job.end()),
-                Median(job) / Median(direct), Median(click));
+                what, Median(direct), *std::min_element(direct.begin(), direct.end()), Median(job),
+                *std::min_element(job.begin(), job.end()), Median(job) / Median(direct),
+                Median(click));
 }
 
 } // namespace
