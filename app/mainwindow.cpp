@@ -347,12 +347,8 @@ void MainWindow::RefreshZoomLabel() {
     m_labelZoom->setText(QString("%1 %").arg(zoom));
 }
 
-// The device commands below open the network tools (force IP, reboot, IP configuration) and
-// the firmware and XML programming dialogs; they are filled in together with those dialogs.
-// Until then the buttons and actions are wired to them and they do nothing.
-void MainWindow::on_pushButton_force_ip_clicked() {}
-void MainWindow::on_pushButton_force_reboot_clicked() {}
-void MainWindow::on_pushButton_ip_configuration_clicked() {}
+// Firmware and XML programming open their dialogs once the SDK can write those files; until
+// then the buttons and actions are wired to these and they do nothing.
 void MainWindow::on_pushButton_firmware_upgrade_clicked() {}
 void MainWindow::on_pushButton_programXML_clicked() {}
 
