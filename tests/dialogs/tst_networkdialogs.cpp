@@ -206,6 +206,9 @@ void TestNetworkDialogs::forceIpWithoutDeviceOffersTheCandidatesAndDefaults() {
         QVERIFY2(captions.contains(caption), caption);
     QVERIFY(BoxButton(dialog, QDialogButtonBox::Apply));
     QVERIFY(BoxButton(dialog, QDialogButtonBox::Close));
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    uitest::SaveScreenshot(&dialog, "dialog_force_ip");
 }
 
 void TestNetworkDialogs::forceIpWithDeviceOffersItsMacAndCurrentAddresses() {
@@ -297,6 +300,9 @@ void TestNetworkDialogs::forceRebootOffersEditableCandidates() {
     QCOMPARE(LabelText(dialog, "label"), QString("MAC/SN:"));
     combo->setEditText("0a-3c-51-06-1a-fb");
     QCOMPARE(dialog.MacOrSerial(), QString("0a-3c-51-06-1a-fb"));
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    uitest::SaveScreenshot(&dialog, "dialog_force_reboot");
 }
 
 void TestNetworkDialogs::forceRebootOkAndCancel() {
@@ -330,6 +336,9 @@ void TestNetworkDialogs::ipConfigurationShowsTheDeviceAndStoredConfiguration() {
     QCOMPARE(Edit(dialog, "lineEdit_defaultGateway")->text(), QString("192.168.7.1"));
     QVERIFY(dialog.UseDHCP());
     QVERIFY(!dialog.UsePersistentIP());
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    uitest::SaveScreenshot(&dialog, "dialog_ip_configuration");
     QCOMPARE(dialog.findChild<QCheckBox*>("checkBox_useDHCP")->text(), QString("Use DHCP"));
     QCOMPARE(dialog.findChild<QCheckBox*>("checkBox_usePersistentIP")->text(),
              QString("Use Persistent IP"));
