@@ -8,8 +8,6 @@
 
 #include <QMutexLocker>
 
-#include <algorithm>
-
 namespace {
 
 // Thrown from a destructor, which lets no exception out: the process ends with this text.
@@ -17,15 +15,14 @@ namespace {
     throw CKorvatinException("GrabThread has not Stopped.", CKorvatinCameraViewlane::kSessionError);
 }
 
-// The longest one frame wait lasts, so that a stop is seen at least this often. Time-outs cost
-// only a turn of the loop, so cutting a longer configured wait into turns changes nothing else.
-constexpr uint32_t kLongestFrameWaitMs = 100;
+// The wait of each turn when the configured time-out has no usable length: 0 would make the loop
+// spin and a negative one, read as unsigned, wait for weeks. Time-outs cost only a turn of the
+// loop, so these turns change nothing else, and a stop is seen at least this often.
+constexpr uint32_t kFallbackFrameWaitMs = 100;
 
-// The wait of each turn for the configured time-out: 0 would make the loop spin and a negative
-// one, read as unsigned, wait for weeks; both wait the longest turn instead.
+// A positive time-out is used as configured: a stop waits for the wait in progress to end.
 uint32_t frameWaitMs(int32_t configuredMs) {
-    return configuredMs > 0 ? std::min(uint32_t(configuredMs), kLongestFrameWaitMs)
-                            : kLongestFrameWaitMs;
+    return configuredMs > 0 ? uint32_t(configuredMs) : kFallbackFrameWaitMs;
 }
 
 } // namespace

@@ -160,8 +160,8 @@ void CKorvatinCameraViewlane::StartGrab() {
 void CKorvatinCameraViewlane::StopGrab() {
     m_grabRunning = false;
     if (m_grabThread) {
-        // The loop ends when its current frame wait returns: at most one time-out, and never
-        // longer than the grab thread's longest turn.
+        // The loop ends when its current frame wait returns: at most one time-out (100 ms when
+        // the configured one is 0 or negative).
         m_grabThread->wait();
         m_grabThread.reset();
     }

@@ -6,11 +6,13 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QPair>
 #include <QString>
 #include <QStringList>
+#include <QTest>
 #include <QTimer>
 #include <QWidget>
 
@@ -110,6 +112,31 @@ bool WithModal(QObject* context, const std::function<void()>& open,
     open();
     poll.stop();
     return used;
+}
+
+// Chooses `path` (with `filter`, when given) in an open file dialog and accepts it. The dialog
+// leaves its name field alone while that field has the focus, and its file list fills in the
+// background, so the focus is taken off the field and the name chosen until the dialog holds it.
+// False when the dialog did not take the name or stayed open.
+inline bool AcceptFile(QFileDialog& files, const QString& path, const QString& filter = QString()) {
+    if (!filter.isEmpty())
+        files.selectNameFilter(filter);
+    const QString wanted = QFileInfo(path).absoluteFilePath();
+    const bool held = QTest::qWaitFor(
+        [&] {
+            for (QWidget* field : files.findChildren<QWidget*>("fileNameEdit"))
+                field->clearFocus();
+            files.selectFile(path);
+            const QStringList chosen = files.selectedFiles();
+            return chosen.size() == 1 && QFileInfo(chosen.first()).absoluteFilePath() == wanted;
+        },
+        10000);
+    if (!held) {
+        files.reject();
+        return false;
+    }
+    static_cast<QDialog&>(files).accept();
+    return !files.isVisible();
 }
 
 // Clicks `browse`, notes the file dialog's caption and filters and cancels it.
