@@ -347,11 +347,6 @@ void MainWindow::RefreshZoomLabel() {
     m_labelZoom->setText(QString("%1 %").arg(zoom));
 }
 
-// Firmware and XML programming open their dialogs once the SDK can write those files; until
-// then the buttons and actions are wired to these and they do nothing.
-void MainWindow::on_pushButton_firmware_upgrade_clicked() {}
-void MainWindow::on_pushButton_programXML_clicked() {}
-
 void MainWindow::on_pushButton_record_clicked() {
     if (!m_connected || m_session->IsRecording())
         return;

@@ -4,8 +4,10 @@
 #include "ui_mainwindow.h"
 
 #include <devicediscoverythread.h>
+#include <dialogfirmwareupgrade.h>
 #include <dialogloaddevicesettings.h>
 #include <dialogprogramlut.h>
+#include <dialogprogramxml.h>
 #include <dialogsavedevicesettings.h>
 #include <korvatincameraviewlane.h>
 
@@ -36,6 +38,16 @@ void MainWindow::PauseDiscoveryAndPolling(QDialog& dialog) {
 
 void MainWindow::on_pushButton_program_LUT_clicked() {
     CDialogProgramLUT dialog(m_session.get(), this);
+    PauseDiscoveryAndPolling(dialog);
+}
+
+void MainWindow::on_pushButton_firmware_upgrade_clicked() {
+    CDialogFirmwareUpgrade dialog(m_session.get(), this);
+    PauseDiscoveryAndPolling(dialog);
+}
+
+void MainWindow::on_pushButton_programXML_clicked() {
+    CDialogProgramXML dialog(m_session.get(), this);
     PauseDiscoveryAndPolling(dialog);
 }
 

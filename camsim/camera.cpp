@@ -148,6 +148,9 @@ constexpr uint32_t kFileOperationStatus = 0x10214;
 constexpr uint32_t kFileOperationResult = 0x10218;
 constexpr uint32_t kFileOperationExecute = 0x1021C;
 constexpr uint32_t kFileSize = 0x10220;
+constexpr uint32_t kFileSizeMax = 0x10224;           // capacity of the selected slot
+constexpr uint32_t kDeviceFirmwareVersion = 0x10240; // 32 bytes
+constexpr const char* kBuiltInFirmwareVersion = "1.0.0";
 constexpr uint32_t kFileAccessBuffer = 0x11000;
 constexpr uint32_t kDescriptionAddress = 0xF0000000;
 
@@ -216,7 +219,8 @@ uint32_t subnetMaskOf(uint32_t address) {
 CCamera::CCamera(const COptions& options, int index, Description description)
     : options_(options), serial_(options.serialOf(index)), mac_(options.macOf(index)),
       startupAddress_(options.addressOf(index)), address_(options.addressOf(index)),
-      registers_(options.anyAddress), files_(options.storeDirectory, options.serialOf(index)),
+      registers_(options.anyAddress), files_(options.storeDirectory, options.serialOf(index),
+                                             options.slotSize, options.failWriteAt),
       description_(std::move(description)) {
     streamer_ = std::make_unique<CStreamer>(
         options.lostRatioPerMille,
@@ -281,10 +285,12 @@ void CCamera::initialiseRegisters(bool powerOn) {
     registers_.addRange(kUserName, 16, Access::ReadWrite);
     if (deviceRegistersActive()) {
         registers_.addRange(kDeviceBase, kDeviceSize, Access::ReadWrite);
-        for (uint32_t a : {kPayloadSize, kWidthMax, kHeightMax, kFrameCounter, kFileOperationStatus,
-                           kFileOperationResult, kFileSize, kExposureMax, kLutIndexMin,
-                           kLutIndexMax, kLutIndexInc, kLutValueMin, kLutValueMax, kLutValueInc})
+        for (uint32_t a :
+             {kPayloadSize, kWidthMax, kHeightMax, kFrameCounter, kFileOperationStatus,
+              kFileOperationResult, kFileSize, kFileSizeMax, kExposureMax, kLutIndexMin,
+              kLutIndexMax, kLutIndexInc, kLutValueMin, kLutValueMax, kLutValueInc})
             registers_.addRange(a, 4, Access::ReadOnly);
+        registers_.addRange(kDeviceFirmwareVersion, 32, Access::ReadOnly);
         registers_.addRange(kTemperature, 8, Access::ReadOnly);
         registers_.addRange(kFileAccessBuffer, CFileAccess::kBufferSize, Access::ReadWrite);
     }
@@ -337,6 +343,12 @@ void CCamera::initialiseRegisters(bool powerOn) {
         registers_.writeU32(kLutValueMax, options_.lutValue.max);
         registers_.writeU32(kLutValueInc, options_.lutValue.inc);
         registers_.writeU32(kLutIndex, options_.lutIndex.min);
+        registers_.writeU32(kFileSizeMax, files_.capacity());
+        // The camera runs the image of its Firmware slot; one without a version header (or no
+        // image) is the firmware it was built with.
+        const std::string firmware = files_.runningFirmwareVersion();
+        registers_.writeString(kDeviceFirmwareVersion, 32,
+                               firmware.empty() ? kBuiltInFirmwareVersion : firmware);
         registers_.writeU32(kTestPatternMoving, 1);
         registers_.writeU32(kAutoSizeX, options_.widthMax);
         registers_.writeU32(kAutoSizeY, options_.heightMax);

@@ -15,8 +15,19 @@ bool isZip(const std::vector<uint8_t>& bytes) {
 
 } // namespace
 
-CFileAccess::CFileAccess(std::string storeDirectory, std::string serial)
-    : storeDirectory_(std::move(storeDirectory)), serial_(std::move(serial)) {}
+CFileAccess::CFileAccess(std::string storeDirectory, std::string serial, uint32_t slotSize,
+                         int64_t failWriteAt)
+    : storeDirectory_(std::move(storeDirectory)), serial_(std::move(serial)), slotSize_(slotSize),
+      failWriteAt_(failWriteAt) {}
+
+std::string CFileAccess::firmwareVersion(const std::vector<uint8_t>& image) {
+    constexpr std::size_t kMagicSize = 4;
+    constexpr std::size_t kVersionSize = 32;
+    if (image.size() < kMagicSize + kVersionSize || std::memcmp(image.data(), "KVFW", 4) != 0)
+        return std::string();
+    const char* text = reinterpret_cast<const char*>(image.data() + kMagicSize);
+    return std::string(text, strnlen(text, kVersionSize - 1));
+}
 
 std::string CFileAccess::storePath(uint32_t slot) const {
     if (storeDirectory_.empty() || slot >= kSlotCount)
@@ -57,31 +68,38 @@ CFileAccess::Result CFileAccess::execute(uint32_t slot, uint32_t operation, uint
         file.open = true;
         file.mode = openMode;
         file.written = false;
-        if (openMode == ModeWrite) {
-            // Writing starts a new file, as flashing a new image does.
-            file.content.clear();
+        file.failed = false;
+        // Writing starts a new file, as flashing a new image does; read-write edits the old one.
+        file.staging.clear();
+        if (openMode == ModeWrite)
             file.written = true;
-        }
+        else if (openMode == ModeReadWrite)
+            file.staging = file.content;
         result.success = true;
         return result;
     case Close:
         if (!file.open)
             return result;
         file.open = false;
-        if (file.written) {
+        if (file.written && !file.failed) {
+            file.content.swap(file.staging);
             saveToStore(slot);
             if (slot == DeviceDescription)
                 descriptionPending_ = true;
         }
+        file.staging.clear();
+        file.staging.shrink_to_fit();
+        // A failed transfer leaves the old content; the close itself succeeds.
         result.success = true;
         return result;
     case Read: {
         if (!file.open || file.mode == ModeWrite || length > kBufferSize)
             return result;
-        if (offset > file.content.size())
+        const std::vector<uint8_t>& data = file.mode == ModeReadWrite ? file.staging : file.content;
+        if (offset > data.size())
             return result;
-        const uint32_t count = std::min<uint32_t>(length, uint32_t(file.content.size()) - offset);
-        std::memcpy(buffer, file.content.data() + offset, count);
+        const uint32_t count = std::min<uint32_t>(length, uint32_t(data.size()) - offset);
+        std::memcpy(buffer, data.data() + offset, count);
         result.success = true;
         result.count = count;
         return result;
@@ -89,11 +107,16 @@ CFileAccess::Result CFileAccess::execute(uint32_t slot, uint32_t operation, uint
     case Write: {
         if (!file.open || file.mode == ModeRead || length > kBufferSize)
             return result;
-        if (uint64_t(offset) + length > (256ull << 20))
+        const uint64_t end = uint64_t(offset) + length;
+        const bool injected =
+            failWriteAt_ >= 0 && uint64_t(failWriteAt_) >= offset && uint64_t(failWriteAt_) < end;
+        if (end > slotSize_ || injected) {
+            file.failed = true;
             return result;
-        if (file.content.size() < std::size_t(offset) + length)
-            file.content.resize(std::size_t(offset) + length);
-        std::memcpy(file.content.data() + offset, buffer, length);
+        }
+        if (file.staging.size() < end)
+            file.staging.resize(std::size_t(end));
+        std::memcpy(file.staging.data() + offset, buffer, length);
         file.written = true;
         result.success = true;
         result.count = length;

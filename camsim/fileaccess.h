@@ -20,12 +20,22 @@ public:
         uint32_t count = 0; // bytes moved by Read or Write
     };
 
-    CFileAccess(std::string storeDirectory, std::string serial);
+    // Each slot holds at most `slotSize` bytes; a write covering byte `failWriteAt` fails
+    // (-1: none).
+    CFileAccess(std::string storeDirectory, std::string serial, uint32_t slotSize = 64u << 20,
+                int64_t failWriteAt = -1);
 
     // Runs one operation; buffer is the kBufferSize bytes of FileAccessBuffer.
     Result execute(uint32_t slot, uint32_t operation, uint32_t openMode, uint32_t offset,
                    uint32_t length, uint8_t* buffer);
     uint32_t size(uint32_t slot) const;
+    uint32_t capacity() const { return slotSize_; }
+
+    // The version a firmware image carries: "KVFW" in its first 4 bytes, then the version text
+    // in the next 32 (NUL-padded). Empty for an image without that header.
+    static std::string firmwareVersion(const std::vector<uint8_t>& image);
+    // The version of the image in the Firmware slot, as the camera runs it after a reset.
+    std::string runningFirmwareVersion() const { return firmwareVersion(files_[Firmware].content); }
 
     // What the description slot reads before anything is written to it.
     void setCurrentDescription(const std::vector<uint8_t>& description);
@@ -38,16 +48,23 @@ public:
     std::string storePath(uint32_t slot) const;
 
 private:
+    // A file opened for writing collects the new content in `staging`; Close makes it the
+    // file's content, unless a write failed, as a flash that is only switched over once an
+    // image is whole. Reading an open file reads what it will hold after Close.
     struct File {
         std::vector<uint8_t> content;
+        std::vector<uint8_t> staging;
         bool open = false;
         uint32_t mode = ModeRead;
         bool written = false;
+        bool failed = false;
     };
     void saveToStore(uint32_t slot) const;
 
     std::string storeDirectory_;
     std::string serial_;
+    uint32_t slotSize_;
+    int64_t failWriteAt_;
     std::array<File, kSlotCount> files_;
     bool descriptionPending_ = false;
 };

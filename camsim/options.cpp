@@ -80,6 +80,10 @@ std::string COptions::usage() {
            "                      the values LUTValue takes (default 0:1023:1, MAX at most 65535)\n"
            "  --store DIR         directory where firmware and description files written through\n"
            "                      file access are kept\n"
+           "  --slot-size BYTES   capacity of each file access slot, reported as FileSize's\n"
+           "                      maximum (default 67108864)\n"
+           "  --fail-write-at OFFSET  a file write that covers this byte offset fails, as a\n"
+           "                      flash write error does; the file keeps its old content\n"
            "  --description FILE  serve this GenICam description (XML or zip) instead of the\n"
            "                      built-in one\n"
            "  --any-address       registers accept every address (sparse memory, zero until\n"
@@ -183,6 +187,22 @@ bool COptions::parse(int argc, char** argv) {
             }
         } else if (option == "--store") {
             storeDirectory = value;
+        } else if (option == "--slot-size") {
+            char* end = nullptr;
+            const unsigned long long bytes = std::strtoull(value.c_str(), &end, 10);
+            if (value.empty() || *end != '\0' || bytes == 0 || bytes > (256ull << 20)) {
+                error_ = "--slot-size takes a byte count from 1 to 268435456: " + value;
+                return false;
+            }
+            slotSize = uint32_t(bytes);
+        } else if (option == "--fail-write-at") {
+            char* end = nullptr;
+            const unsigned long long offset = std::strtoull(value.c_str(), &end, 10);
+            if (value.empty() || *end != '\0' || offset > 0xFFFFFFFFull) {
+                error_ = "--fail-write-at takes a byte offset: " + value;
+                return false;
+            }
+            failWriteAt = int64_t(offset);
         } else if (option == "--description") {
             descriptionFile = value;
         } else {

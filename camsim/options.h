@@ -31,6 +31,8 @@ public:
     double fps = 0; // 0: no limit beyond the FrameRate feature
     int lostRatioPerMille = 0;
     std::string storeDirectory;
+    uint32_t slotSize = 64u << 20; // capacity of each file access slot, in bytes
+    int64_t failWriteAt = -1;      // a file write covering this offset fails; -1: none
     std::string descriptionFile;
     bool anyAddress = false;
     bool brokenFirstUrl = false; // the first description URL cannot be loaded

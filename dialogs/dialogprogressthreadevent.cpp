@@ -36,6 +36,7 @@ void CDialogProgressThreadEvent::SendThreadEventNumber(int event, int value) {
 void CDialogProgressThreadEvent::StartProgressThread() {
     if (m_worker == nullptr)
         m_worker = new CProgressThread(this);
+    WaitProgressThread();
     m_worker->start(QThread::InheritPriority);
 }
 
@@ -75,7 +76,8 @@ void CDialogProgressThreadEvent::HandleEventState(int event, const QString* text
         for (QWidget* control : m_jobControls)
             control->setEnabled(true);
         m_busy = false;
-        WaitProgressThread();
+        if (m_joinOnFinish)
+            WaitProgressThread();
         break;
     default:
         break;

@@ -45,14 +45,16 @@ public slots:
     void reject() override;
 
 protected slots:
-    // GUI thread: starts the worker (made on first use, reused afterwards).
+    // GUI thread: starts the worker (made on first use, reused afterwards). A worker still
+    // ending its previous run, which a dialog that does not join on event 4 can meet, is
+    // waited for first.
     virtual void StartProgressThread();
     // GUI thread: joins the worker, without a time limit.
     virtual void WaitProgressThread();
     // GUI thread: one event of the worker. Takes ownership of `text`. The common handling:
     // event 1 disables the job's controls, zeroes the progress bar and marks the dialog busy;
     // event 2 moves the progress bar; event 4 enables the controls, clears busy and joins the
-    // worker; every event but 2 shows its text in a message box.
+    // worker (unless SetJoinOnFinish(false)); every event but 2 shows its text in a message box.
     virtual void EventHandle(int event, const QString* text);
 
 protected:
@@ -65,6 +67,9 @@ protected:
     // each job dialog names its own once, in its constructor.
     void SetJobControls(const QList<QWidget*>& controls, QProgressBar* progressBar);
     QProgressBar* JobProgressBar() const { return m_progressBar; }
+    // Off for a job whose worker reports event 4 from inside a call that has not returned yet:
+    // the worker then ends on its own and event 4 does not wait for it.
+    void SetJoinOnFinish(bool join) { m_joinOnFinish = join; }
 
     // GUI thread: the action button of a job on a file. Shows "File name not specified!" for an
     // empty `fileName`; otherwise keeps it for the worker (JobFileName) and starts the job.
@@ -74,6 +79,7 @@ protected:
 
 private:
     bool m_busy = false;
+    bool m_joinOnFinish = true;
     QList<QWidget*> m_jobControls;
     QProgressBar* m_progressBar = nullptr;
     QString m_jobFileName;

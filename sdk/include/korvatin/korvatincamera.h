@@ -125,6 +125,21 @@ public:
     void WriteIpConfigure(bool dhcp, bool persistentIp, const char* ip, const char* subnetMask,
                           const char* gateway);
 
+    // Writes the firmware image in `file` into the connected camera's file "Firmware", or
+    // "FirmwareAlternate" (the alternate flash address) when `alternate` is set, through the
+    // standard file access features, one FileAccessBuffer at a time; then reads it back and
+    // compares. Progress goes to `callback` (may be null) on the calling thread: event 1 at the
+    // start, 2 with the percentage (of the bytes written and read back) as decimal text and as
+    // `value`, 3 before the verification, and 4 exactly once at the end with the final text, on
+    // failure too. Returns 0 or the failure's code; throws nothing. With QRN_DEBUG_EEPROM_UPDATE
+    // set to 0 the file and the camera are checked and nothing is written.
+    QRN_ERROR FirmwareUpgrade(const char* file, bool alternate, ProgressCallback callback,
+                              void* context);
+    // The same for a GenICam description (plain XML or a zip holding one) into the file
+    // "DeviceDescription"; the file must load as a description in this SDK before anything is
+    // written.
+    QRN_ERROR ProgramXML(const char* file, ProgressCallback callback, void* context);
+
     // By-name feature access on the connection's description. A feature the description lacks
     // is an exception naming it; so is a value of the wrong type or out of range.
     uint32_t GetUInt32(const char* name);
