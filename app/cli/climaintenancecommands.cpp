@@ -1,4 +1,5 @@
-// The maintenance commands of viewlane-cli: device settings files and LUT programming.
+// The maintenance commands of viewlane-cli: device settings files, LUT programming, firmware
+// upgrade and description programming.
 #include "climaintenancecommands.h"
 
 #include "clicommands.h"
@@ -36,5 +37,20 @@ bool CCliMaintenanceCommands::LoadSettings(const std::string& device, const std:
 bool CCliMaintenanceCommands::ProgramLut(const std::string& device, const std::string& file) {
     return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
         return CLutProgramJob(&host, &camera).Run(QString::fromLocal8Bit(file));
+    });
+}
+
+bool CCliMaintenanceCommands::FirmwareUpgrade(const std::string& device, const std::string& file,
+                                              bool alternate) {
+    return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
+        return camera.FirmwareUpgrade(file.c_str(), alternate, &CCliJobHost::ProgressCallback,
+                                      static_cast<CCliJobHost*>(&host)) == 0;
+    });
+}
+
+bool CCliMaintenanceCommands::ProgramXml(const std::string& device, const std::string& file) {
+    return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
+        return camera.ProgramXML(file.c_str(), &CCliJobHost::ProgressCallback,
+                                 static_cast<CCliJobHost*>(&host)) == 0;
     });
 }

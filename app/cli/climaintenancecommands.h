@@ -1,4 +1,5 @@
-// The maintenance commands of viewlane-cli: device settings files and LUT programming.
+// The maintenance commands of viewlane-cli: device settings files, LUT programming, firmware
+// upgrade and description programming.
 #pragma once
 
 #include <functional>
@@ -19,6 +20,9 @@ public:
     bool SaveSettings(const std::string& device, const std::string& file);
     bool LoadSettings(const std::string& device, const std::string& file);
     bool ProgramLut(const std::string& device, const std::string& file);
+    // The SDK's own transfers, which report through the host's progress callback.
+    bool FirmwareUpgrade(const std::string& device, const std::string& file, bool alternate);
+    bool ProgramXml(const std::string& device, const std::string& file);
 
 private:
     using Job = std::function<bool(CMaintenanceJobHost& host, CKorvatinCamera& camera)>;

@@ -49,7 +49,8 @@ int expectedArguments(const std::string& command) {
     if (command == "grab")
         return 1;
     if (command == "record" || command == "save-frame" || command == "save-settings" ||
-        command == "load-settings" || command == "program-lut")
+        command == "load-settings" || command == "program-lut" || command == "firmware-upgrade" ||
+        command == "program-xml")
         return 2;
     if (command == "force-ip")
         return 4;
@@ -85,6 +86,12 @@ const char* CCliOptions::Usage() {
            "  program-lut DEVICE FILE.csv\n"
            "                             programs the device's look-up table, one entry per line\n"
            "                             (decimal, 0x hex or 0 octal); LUTEnable is left as it is\n"
+           "  firmware-upgrade DEVICE FILE [--alternate]\n"
+           "                             writes a firmware image into the device's flash (with\n"
+           "                             --alternate at its alternate address) and reads it back\n"
+           "                             to verify; the device runs it after a reset\n"
+           "  program-xml DEVICE FILE    writes a GenICam description (.xml or .zip) into the\n"
+           "                             device, once it loads here; served after a reset\n"
            "  force-ip MAC|SERIAL IP MASK GATEWAY\n"
            "                             gives the device a new IP address, subnet mask and\n"
            "                             default gateway at once (FORCEIP, also to a device\n"
@@ -125,6 +132,7 @@ const char* CCliOptions::Usage() {
            "                     gateway\n"
            "  --apply            ip-config: afterwards make the device restart its IP\n"
            "                     configuration (FORCEIP 0.0.0.0), so it takes it at once\n"
+           "  --alternate        firmware-upgrade: write to the alternate flash address\n"
            "  --help             this text\n"
            "\n"
            "KORVATIN_GEV_INTERFACES (comma-separated interface names or addresses) limits which\n"
@@ -214,6 +222,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             options.ipConfig.gateway = requireValue(name, "an IPv4 address", takeValue());
         } else if (name == "--apply" && !hasValue) {
             options.ipConfig.apply = true;
+        } else if (name == "--alternate" && !hasValue) {
+            options.alternate = true;
         } else {
             throw CUsageError("unknown option " + arg);
         }
@@ -239,6 +249,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             {"save-settings", "save-settings DEVICE FILE"},
             {"load-settings", "load-settings DEVICE FILE"},
             {"program-lut", "program-lut DEVICE FILE.csv"},
+            {"firmware-upgrade", "firmware-upgrade DEVICE FILE [--alternate]"},
+            {"program-xml", "program-xml DEVICE FILE"},
             {"force-ip", "force-ip MAC|SERIAL IP MASK GATEWAY"},
             {"reboot", "reboot MAC|SERIAL"},
             {"ip-config", "ip-config DEVICE"}};

@@ -26,7 +26,8 @@ public:
 
     bool help = false;
     // "list", "tree", "get", "set", "grab", "record", "save-frame", "save-settings",
-    // "load-settings", "program-lut", "force-ip", "reboot" or "ip-config"
+    // "load-settings", "program-lut", "firmware-upgrade", "program-xml", "force-ip", "reboot" or
+    // "ip-config"
     std::string command;
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
@@ -56,4 +57,6 @@ public:
         }
     };
     IpConfig ipConfig;
+
+    bool alternate = false; // --alternate: firmware-upgrade writes the alternate flash address
 };

@@ -74,6 +74,10 @@ int main(int argc, char** argv) {
             jobSucceeded = maintenance.LoadSettings(args[0], args[1]);
         else if (options.command == "program-lut")
             jobSucceeded = maintenance.ProgramLut(args[0], args[1]);
+        else if (options.command == "firmware-upgrade")
+            jobSucceeded = maintenance.FirmwareUpgrade(args[0], args[1], options.alternate);
+        else if (options.command == "program-xml")
+            jobSucceeded = maintenance.ProgramXml(args[0], args[1]);
         else if (options.command == "grab")
             streamCommands.Grab(args[0]);
         else if (options.command == "record")
