@@ -304,6 +304,11 @@ int32_t CKorvatinCameraViewlane::FramesRecorded() {
     return m_framesRecorded;
 }
 
+uint32_t CKorvatinCameraViewlane::RecordedFileFrames() {
+    QMutexLocker lock(&m_recordMutex);
+    return m_aviFile.FrameCount();
+}
+
 QString CKorvatinCameraViewlane::RecordingError() {
     QMutexLocker lock(&m_recordMutex);
     return QString::fromLocal8Bit(m_aviFile.LastError());

@@ -152,6 +152,8 @@ public:
     int32_t FramesRecorded();
     // Why the last recording file could not be opened, from the AVI writer.
     QString RecordingError();
+    // Frames in the current recording file, or in the last one once it is closed.
+    uint32_t RecordedFileFrames();
 
     // Frames received since the stream started. Written by the grab thread, read without a lock
     // by the frame-rate timer on the GUI thread; atomic so that each read sees a whole count.

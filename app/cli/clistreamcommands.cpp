@@ -238,6 +238,12 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
         },
         Qt::DirectConnection);
 
+    // Set on an SDK thread when the device stops answering its control channel.
+    std::atomic<bool> connectionLost{false};
+    session.SetConnectionCallBackFunc(
+        [](void* context, void*) { static_cast<std::atomic<bool>*>(context)->store(true); },
+        &connectionLost);
+
     Streaming streaming(session);
     const uint32_t startCount = session.grabbedFrameCount;
     const uint32_t startDropped = session.GetDroppedFrameCount();
@@ -254,16 +260,41 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
     StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
     RateMeter meter(startCount);
     uint32_t count = startCount;
+    // Why a recording that had frames ended early; empty when it ended as asked.
+    std::string broken;
     while (!ended) {
         streaming.Display().Poll();
         if (interrupted) {
             session.StopRecording();
             break;
         }
-        // A stream that stopped throws; disconnecting the session then closes the file.
-        count = watchdog.Check();
+        if (connectionLost) {
+            broken = "the connection to device " + device + " was lost";
+            break;
+        }
+        // A stream that never delivered throws on; one that stopped after frames is reported
+        // with what the file holds.
+        try {
+            count = watchdog.Check();
+        } catch (const CKorvatinException&) {
+            if (count == startCount)
+                throw;
+            broken = "device " + device + " stopped streaming (no frame within " +
+                     std::to_string(options_.streamTimeoutMs) + " ms)";
+            break;
+        }
         meter.Sample(count, Clock::now());
         QThread::usleep(kPollUs);
+    }
+    if (!broken.empty()) {
+        session.StopRecording();
+        printFigures(out_, count - startCount, session.GetDroppedFrameCount() - startDropped,
+                     meter.FramesPerSecond(), payload);
+        const uint32_t inFile = session.RecordedFileFrames();
+        throw CKorvatinException(broken + " after " + std::to_string(count - startCount) +
+                                     " frames; " + file + " holds the " + std::to_string(inFile) +
+                                     " frames recorded until then",
+                                 QRN_ERR_IO);
     }
     printFigures(out_, count - startCount, session.GetDroppedFrameCount() - startDropped,
                  meter.FramesPerSecond(), payload);

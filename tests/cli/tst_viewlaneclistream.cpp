@@ -43,6 +43,7 @@ private slots:
     void grabWithASettingsFileUsesItsBufferCount();
     void recordWritesTheFramesAskedFor();
     void recordWithBilinearBayerGivesAColourFile();
+    void recordThatLosesTheCameraSaysSoAndKeepsThePlayableFile();
     void saveFrameRawIsTheReceivedImage();
     void saveFrameTifIsReadableWithLibtiff();
     void saveFrameBmpLoadsWithQImage();
@@ -168,6 +169,41 @@ void TestViewlaneCliStream::recordWritesTheFramesAskedFor() {
     QCOMPARE(ffprobe.exitCode(), 0);
     QCOMPARE(QString::fromLatin1(ffprobe.readAllStandardOutput()).trimmed(),
              QString("%1,%2,15").arg(kWidth).arg(kHeight));
+}
+
+void TestViewlaneCliStream::recordThatLosesTheCameraSaysSoAndKeepsThePlayableFile() {
+    SimulatorProcess lost;
+    QVERIFY2(lost.startCamsim({"--address", "127.0.5.41", "--serial", "9400", "--width", "160",
+                               "--height", "120"}),
+             qPrintable(lost.errorString()));
+    const QString path = dir_.filePath("lost.avi");
+    QProcess record;
+    // The stream time-out is long, so the end comes from the lost connection, not from it.
+    record.start(TestNetwork::binDir() + "/viewlane-cli",
+                 {"record", "9400", path, "--frames", "0", "--stream-timeout", "120000"});
+    QVERIFY(record.waitForStarted());
+    // Frames are in the file (its header and a first chunk) before the camera goes.
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(path).size() > 160 * 120 * 3, 30000);
+    lost.kill();
+    QVERIFY(record.waitForFinished(60000));
+    QCOMPARE(record.exitCode(), 1);
+    const QString err = QString::fromLocal8Bit(record.readAllStandardError()).trimmed();
+    const QRegularExpression said("^viewlane-cli: the connection to device 9400 was lost after "
+                                  "(\\d+) frames; " +
+                                  QRegularExpression::escape(path) +
+                                  " holds the (\\d+) frames recorded until then$");
+    const QRegularExpressionMatch match = said.match(err);
+    QVERIFY2(match.hasMatch(), qPrintable(err));
+    const int inFile = match.captured(2).toInt();
+    QVERIFY(inFile > 0);
+    QVERIFY(inFile <= match.captured(1).toInt());
+    QVERIFY(QString::fromLocal8Bit(record.readAllStandardOutput()).contains("frames received: "));
+    QProcess ffprobe;
+    ffprobe.start("ffprobe", {"-v", "error", "-count_frames", "-select_streams", "v:0",
+                              "-show_entries", "stream=nb_read_frames", "-of", "csv=p=0", path});
+    QVERIFY(ffprobe.waitForFinished(60000));
+    QCOMPARE(ffprobe.exitCode(), 0);
+    QCOMPARE(QString::fromLatin1(ffprobe.readAllStandardOutput()).trimmed().toInt(), inFile);
 }
 
 void TestViewlaneCliStream::recordWithBilinearBayerGivesAColourFile() {
