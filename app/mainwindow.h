@@ -185,6 +185,9 @@ private:
     // in progress has finished) and read-only polling stopped; both come back afterwards as
     // they were, polling only when there is something to poll.
     void PauseDiscoveryAndPolling(QDialog& dialog);
+    // The same for a dialog whose job uses the session from its own thread (firmware, XML): a
+    // lost connection is handled only once the dialog is closed, so the session outlives the job.
+    void RunSessionJobDialog(QDialog& dialog);
     // Adds `node` (and, for a category, its features) as the last child of `parent`; its editor
     // waits in m_pendingEditors until the tree build places it.
     void AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node);
@@ -236,6 +239,8 @@ private:
     QLabel* m_labelZoom = nullptr;
 
     bool m_connected = false;
+    bool m_sessionJobDialogOpen = false;    // RunSessionJobDialog runs its dialog
+    bool m_connectionLostMeanwhile = false; // the connection was lost while it did
     bool m_displayEnabled = true;
     uint32_t m_bayerMode = 0;
     int32_t m_displayInterval = 10;

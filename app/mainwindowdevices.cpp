@@ -220,6 +220,12 @@ void MainWindow::on_CameraConnectCallbackDisconnected() {
     const GigEVisionDeviceInfo* connected = m_session->ConnectedDeviceInfo();
     if (!connected)
         return;
+    // A firmware or XML job may be using the session on its thread; its own failure tells the
+    // user first, and the session goes when that dialog is closed.
+    if (m_sessionJobDialogOpen) {
+        m_connectionLostMeanwhile = true;
+        return;
+    }
     const GigEVisionDeviceInfo device = *connected;
     DisconnectCamera();
     RemoveDeviceRow(device);

@@ -41,14 +41,24 @@ void MainWindow::on_pushButton_program_LUT_clicked() {
     PauseDiscoveryAndPolling(dialog);
 }
 
+void MainWindow::RunSessionJobDialog(QDialog& dialog) {
+    m_sessionJobDialogOpen = true;
+    PauseDiscoveryAndPolling(dialog);
+    m_sessionJobDialogOpen = false;
+    if (m_connectionLostMeanwhile) {
+        m_connectionLostMeanwhile = false;
+        on_CameraConnectCallbackDisconnected();
+    }
+}
+
 void MainWindow::on_pushButton_firmware_upgrade_clicked() {
     CDialogFirmwareUpgrade dialog(m_session.get(), this);
-    PauseDiscoveryAndPolling(dialog);
+    RunSessionJobDialog(dialog);
 }
 
 void MainWindow::on_pushButton_programXML_clicked() {
     CDialogProgramXML dialog(m_session.get(), this);
-    PauseDiscoveryAndPolling(dialog);
+    RunSessionJobDialog(dialog);
 }
 
 void MainWindow::on_pushButton_saveDeviceSettings_clicked() {

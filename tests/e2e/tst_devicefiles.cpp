@@ -15,6 +15,7 @@
 #include <QCheckBox>
 #include <QFile>
 #include <QLineEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -173,6 +174,53 @@ private slots:
         char version[64] = {};
         window->Session()->GetString("DeviceFirmwareVersion", version, sizeof version);
         QCOMPARE(QString(version), QString("8.1.2"));
+    }
+
+    void cameraLostDuringAnUpgradeIsReportedByTheJobThenByTheWindow() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.17.3");
+        QVERIFY(window);
+        QByteArray image(16 << 20, '\0');
+        for (int i = 0; i < image.size(); ++i)
+            image[i] = char(i * 7);
+        const QString path = m_dir.filePath("large.bin");
+        QVERIFY(WriteAll(path, image));
+
+        MessageBoxWatcher boxes;
+        bool connectedWhenJobEnded = false;
+        QVERIFY(uitest::WithModal<CDialogFirmwareUpgrade>(
+            window.get(),
+            [&] { window->findChild<QPushButton*>("pushButton_firmware_upgrade")->click(); },
+            [&](CDialogFirmwareUpgrade& dialog) {
+                // The camera goes once a tenth of the image is written; the rest takes far
+                // longer than the kill.
+                bool killed = false;
+                QObject::connect(
+                    &dialog, &CDialogProgressThreadEvent::threadEvent, &dialog,
+                    [&](int event, const QString*) {
+                        if (event == 2 && !killed &&
+                            dialog.findChild<QProgressBar*>("progressBar")->value() >= 5) {
+                            killed = true;
+                            sim.kill();
+                        }
+                    },
+                    Qt::QueuedConnection);
+                QVERIFY(RunJob(dialog, "pushButton_upgrade", path));
+                QVERIFY(killed);
+                // The window keeps the session until the dialog is closed: the job used it.
+                connectedWhenJobEnded = window->IsConnected();
+                dialog.reject();
+            }));
+        QVERIFY(connectedWhenJobEnded);
+        QTRY_VERIFY_WITH_TIMEOUT(!window->IsConnected(), 20000);
+        QVERIFY2(boxes.texts.size() >= 2, qPrintable(boxes.texts.join(" | ")));
+        QVERIFY2(boxes.texts.contains("Device is disconnected!"),
+                 qPrintable(boxes.texts.join(" | ")));
+        bool failureShown = false;
+        for (const QString& text : boxes.texts)
+            failureShown = failureShown ||
+                           text.startsWith("Firmware upgrade failed: the camera stopped answering");
+        QVERIFY2(failureShown, qPrintable(boxes.texts.join(" | ")));
     }
 };
 
