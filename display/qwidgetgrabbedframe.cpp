@@ -103,6 +103,10 @@ CKorvatinFrameConverted* CQwidgetGrabbedFrame::SetFrame(CKorvatinFrameConverted*
 CKorvatinFrameConverted* CQwidgetGrabbedFrame::TakeFrame() {
     CKorvatinFrameConverted* frame = m_currentFrame;
     m_currentFrame = nullptr;
+    // The picture stays on screen, but the holder goes back to the session, whose conversion
+    // thread writes into it again: the image gets pixels of its own.
+    if (m_image && frame)
+        *m_image = m_image->copy();
     m_newFrame = false;
     return frame;
 }

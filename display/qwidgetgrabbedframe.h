@@ -36,7 +36,8 @@ public:
 
     // Shows `frame` on the next paint and returns the holder shown until now (may be null).
     CKorvatinFrameConverted* SetFrame(CKorvatinFrameConverted* frame);
-    // Gives the current holder back (display switched off); null when there is none.
+    // Gives the current holder back (display switched off); null when there is none. The image
+    // shown stays, with a copy of the holder's pixels.
     CKorvatinFrameConverted* TakeFrame();
     // Forgets the image, the averaging state and the view (on disconnect), and repaints.
     void ClearImage();

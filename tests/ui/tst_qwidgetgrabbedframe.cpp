@@ -378,6 +378,31 @@ private slots:
         QCOMPARE(painted.pixelColor(200, 150), QColor(90, 90, 90));
     }
 
+    void takenFrameLeavesTheShownImageNoSharedPixels() {
+        if (!uitest::HasScreen())
+            QSKIP("no X server: the OpenGL widget cannot paint");
+        // A recording holder: its own converted pixels, which the conversion thread reuses once
+        // the holder is given back.
+        TestFrame frame(400, 300, kMono8);
+        std::vector<uint8_t> converted(400 * 300, 90);
+        frame.holder.Describe(converted.data(), converted.size(), converted.size(), 400, 1, 0,
+                              nullptr);
+        frame.holder.SetWidth(400);
+        frame.holder.SetHeight(300);
+        frame.holder.SetPixelType(CQwidgetGrabbedFrame::kDisplayMono8);
+        m_widget->SetOutputFrame(nullptr);
+        m_widget->SetFrame(&frame.holder);
+        QCOMPARE(Paint().pixelColor(200, 150), QColor(90, 90, 90));
+        QCOMPARE(m_widget->TakeFrame(), &frame.holder);
+        // The next frame is converted into the holder given back; the picture kept on screen
+        // (a resize or Reset View repaints it) must not read those pixels.
+        std::fill(converted.begin(), converted.end(), uint8_t(200));
+        QVERIFY(m_widget->Image());
+        const uchar* shown = m_widget->Image()->constBits();
+        QVERIFY(shown < converted.data() || shown >= converted.data() + converted.size());
+        QCOMPARE(Paint().pixelColor(200, 150), QColor(90, 90, 90));
+    }
+
     void zoomedViewPaintsOnlyTheVisibleRegion() {
         if (!uitest::HasScreen())
             QSKIP("no X server: the OpenGL widget cannot paint");
