@@ -215,7 +215,8 @@ void CKorvatinCameraViewlane::StartRecording(const char* fileName, uint32_t baye
 
         m_aviFile.SetWidth(GetUInt32("Width"));
         m_aviFile.SetHeight(GetUInt32("Height"));
-        m_aviFile.SetFrameRate(RecordingFrameRate());
+        // A camera whose frame rate cannot be read fails the start, with the SDK's text.
+        m_aviFile.SetFrameRate(double(GetUInt32("FrameRate")));
         m_aviFile.SetColor(true);
 
         char pixelFormat[64] = {};
@@ -312,17 +313,6 @@ uint32_t CKorvatinCameraViewlane::RecordedFileFrames() {
 QString CKorvatinCameraViewlane::RecordingError() {
     QMutexLocker lock(&m_recordMutex);
     return QString::fromLocal8Bit(m_aviFile.LastError());
-}
-
-double CKorvatinCameraViewlane::RecordingFrameRate() {
-    // The SDK reads FrameRate through AcquisitionFrameRate on cameras that lack the integer
-    // feature. A camera with neither records at the AVI writer's default rate, which is what it
-    // makes of 0.
-    try {
-        return double(GetUInt32("FrameRate"));
-    } catch (const CKorvatinException&) {
-        return 0;
-    }
 }
 
 namespace {

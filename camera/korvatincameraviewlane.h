@@ -208,8 +208,6 @@ private:
     friend class CAviRecordingThread;
     // Frees the converted holders' buffers and the holders.
     void ReleaseConvertedFrames();
-    // The camera's frame rate for the AVI header (under m_recordMutex, GUI thread).
-    double RecordingFrameRate();
 
 signals:
     // Declared for the main window's connections; the session itself does not emit it.

@@ -98,6 +98,7 @@ private slots:
     void decodedColourFramesEqualTheCamerasImages();
     void disconnectingWhileRecordingClosesAPlayableFileSilently();
     void aFileThatCannotBeCreatedFailsWithFailToOpenTheAvi();
+    void aFrameRateThatCannotBeReadFailsTheStartWithItsText();
 
 private:
     // A streaming session in `pixelFormat`; its RecordStarted values are collected in
@@ -357,6 +358,44 @@ void TestAviRecording::aFileThatCannotBeCreatedFailsWithFailToOpenTheAvi() {
     // The stream is untouched.
     const uint32_t counted = session->grabbedFrameCount;
     QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount > counted + 3, 20000);
+}
+
+void TestAviRecording::aFrameRateThatCannotBeReadFailsTheStartWithItsText() {
+    // The simulator's description with FrameRate under another name: the camera streams, but
+    // has no frame rate to read.
+    QFile own(qEnvironmentVariable("KORVATIN_SOURCE_DIR") + "/camsim/korvatin-camsim.xml");
+    QVERIFY(own.open(QIODevice::ReadOnly));
+    QByteArray xml = own.readAll();
+    QVERIFY(xml.contains("<pFeature>FrameRate</pFeature>"));
+    xml.replace("<pFeature>FrameRate</pFeature>", "<pFeature>FrameRateLimit</pFeature>");
+    xml.replace("<Integer Name=\"FrameRate\"", "<Integer Name=\"FrameRateLimit\"");
+    const QString description = file("no-frame-rate.xml");
+    QFile out(description);
+    QVERIFY(out.open(QIODevice::WriteOnly));
+    out.write(xml);
+    out.close();
+
+    QString error;
+    auto session = fixture_.connect("[host]\nlocalXml=" + description.toUtf8() + "\n", &error);
+    QVERIFY2(session, qPrintable(error));
+    // The session's threads stop before it goes, also when a check fails.
+    struct Disconnect {
+        CKorvatinCameraViewlane* session;
+        ~Disconnect() { session->DisconnectDevice(); }
+    } disconnect{session.get()};
+    session->StartAcquisition();
+    QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount > 2, 20000);
+    const QString path = file("no-frame-rate.avi");
+    try {
+        session->StartRecording(path.toLocal8Bit().constData(), 0, 5);
+        QFAIL("StartRecording did not fail");
+    } catch (const CKorvatinException& e) {
+        QVERIFY2(QString(e.what()).contains("FrameRate"), e.what());
+    }
+    QVERIFY(!session->IsRecording());
+    QCoreApplication::processEvents();
+    QVERIFY(announced_.isEmpty());
+    QVERIFY(!QFile::exists(path));
 }
 
 QTEST_GUILESS_MAIN(TestAviRecording)
