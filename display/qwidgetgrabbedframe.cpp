@@ -102,11 +102,16 @@ CKorvatinFrameConverted* CQwidgetGrabbedFrame::SetFrame(CKorvatinFrameConverted*
 
 CKorvatinFrameConverted* CQwidgetGrabbedFrame::TakeFrame() {
     CKorvatinFrameConverted* frame = m_currentFrame;
-    m_currentFrame = nullptr;
     // The picture stays on screen, but the holder goes back to the session, whose conversion
-    // thread writes into it again: the image gets pixels of its own.
-    if (m_image && frame)
-        *m_image = m_image->copy();
+    // thread writes into it again: the image gets pixels of its own. A frame not painted yet is
+    // built first, as the image then still shows the holder given back before it.
+    if (frame) {
+        if (m_newFrame)
+            BuildImage();
+        if (m_image)
+            *m_image = m_image->copy();
+    }
+    m_currentFrame = nullptr;
     m_newFrame = false;
     return frame;
 }

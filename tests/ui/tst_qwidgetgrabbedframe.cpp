@@ -85,7 +85,8 @@ private slots:
     }
 
     void cleanup() {
-        m_widget->TakeFrame();
+        // The test's frames are gone by now; the widget is dropped without giving one back,
+        // which would copy the picture from it.
         m_parent.reset();
         m_widget = nullptr;
     }
@@ -401,6 +402,86 @@ private slots:
         const uchar* shown = m_widget->Image()->constBits();
         QVERIFY(shown < converted.data() || shown >= converted.data() + converted.size());
         QCOMPARE(Paint().pixelColor(200, 150), QColor(90, 90, 90));
+    }
+
+    void draggedSelectionIsBlueForZoomAndYellowForTheAutoRegion() {
+        if (!uitest::HasScreen())
+            QSKIP("no X server: the OpenGL widget cannot paint");
+        // Whether `colour` is drawn within a pixel or two of `at` (a one-pixel line lands on
+        // either side of its coordinate, as the rasteriser rounds).
+        auto near = [](const QImage& image, QPoint at, const QColor& colour) {
+            for (int dy = -2; dy <= 2; ++dy)
+                for (int dx = -2; dx <= 2; ++dx)
+                    if (image.pixelColor(at + QPoint(dx, dy)) == colour)
+                        return true;
+            return false;
+        };
+        TestFrame frame(400, 300, kMono8);
+        frame.Fill(255);
+        m_widget->SetFrame(&frame.holder);
+        Paint();
+        // Left drag (zoom selection), still held: the rectangle in blue.
+        Press(QPoint(100, 80), Qt::LeftButton);
+        Move(QPoint(160, 120), Qt::LeftButton);
+        Move(QPoint(300, 200), Qt::LeftButton);
+        QImage painted = Paint();
+        for (const QPoint edge :
+             {QPoint(200, 80), QPoint(100, 150), QPoint(300, 150), QPoint(200, 200)}) {
+            QVERIFY2(near(painted, edge, Qt::blue),
+                     qPrintable(QString("%1,%2").arg(edge.x()).arg(edge.y())));
+            QVERIFY(!near(painted, edge, Qt::yellow));
+        }
+        QCOMPARE(painted.pixelColor(200, 150), QColor(255, 255, 255));
+        Release(QPoint(300, 200), Qt::LeftButton);
+        m_widget->ResetView();
+        // Right drag (auto region), still held: the rectangle in yellow.
+        Press(QPoint(100, 80), Qt::RightButton);
+        Move(QPoint(160, 120), Qt::RightButton);
+        Move(QPoint(300, 200), Qt::RightButton);
+        painted = Paint();
+        for (const QPoint edge :
+             {QPoint(200, 80), QPoint(100, 150), QPoint(300, 150), QPoint(200, 200)}) {
+            QVERIFY2(near(painted, edge, Qt::yellow),
+                     qPrintable(QString("%1,%2").arg(edge.x()).arg(edge.y())));
+            QVERIFY(!near(painted, edge, Qt::blue));
+        }
+        Release(QPoint(300, 200), Qt::RightButton);
+        // Released, no selection is drawn.
+        painted = Paint();
+        QVERIFY(!near(painted, QPoint(200, 80), Qt::yellow));
+        QVERIFY(!near(painted, QPoint(200, 80), Qt::blue));
+    }
+
+    void imageTallerThan1200LinesIsScaledAndPaintedWhole() {
+        if (!uitest::HasScreen())
+            QSKIP("no X server: the OpenGL widget cannot paint");
+        // RGB, 1,201 lines: the path that scales on the CPU. Top half red, bottom half blue.
+        constexpr uint32_t kWidth = 300;
+        constexpr uint32_t kHeight = 1201;
+        TestFrame frame(kWidth, kHeight, kMono8);
+        std::vector<uint8_t> rgb(size_t(kWidth) * kHeight * 3);
+        for (uint32_t y = 0; y < kHeight; ++y)
+            for (uint32_t x = 0; x < kWidth; ++x) {
+                uint8_t* p = &rgb[(size_t(y) * kWidth + x) * 3];
+                p[0] = y < kHeight / 2 ? 255 : 0;
+                p[1] = 0;
+                p[2] = y < kHeight / 2 ? 0 : 255;
+            }
+        frame.holder.Describe(rgb.data(), rgb.size(), rgb.size(), kWidth * 3, 1, 0, nullptr);
+        frame.holder.SetWidth(kWidth);
+        frame.holder.SetHeight(kHeight);
+        frame.holder.SetPixelType(CQwidgetGrabbedFrame::kDisplayRgb8);
+        m_widget->SetOutputFrame(nullptr);
+        m_widget->SetFrame(&frame.holder);
+        const QImage painted = Paint();
+        QCOMPARE(m_widget->Image()->height(), int(kHeight));
+        QCOMPARE(m_widget->Image()->format(), QImage::Format_RGB888);
+        // The whole image fills the widget: red at the top, blue at the bottom.
+        QCOMPARE(painted.pixelColor(painted.width() / 2, 2), QColor(255, 0, 0));
+        QCOMPARE(painted.pixelColor(painted.width() / 2, painted.height() - 3), QColor(0, 0, 255));
+        QCOMPARE(painted.pixelColor(2, painted.height() / 4), QColor(255, 0, 0));
+        QCOMPARE(painted.pixelColor(painted.width() - 3, 3 * painted.height() / 4),
+                 QColor(0, 0, 255));
     }
 
     void zoomedViewPaintsOnlyTheVisibleRegion() {

@@ -79,6 +79,23 @@ private slots:
         QCOMPARE(view.Visible(), QRect(100, 50, 200, 150));
     }
 
+    void zoomToRectWorksUpToTheLimitAndNotAtIt() {
+        CZoomView view;
+        view.SetSize(1000, 1000);
+        // 7 x 143 = 1001 pixels: 99,900 %, still below the limit, so the next rectangle zooms.
+        view.ZoomToRect(QRect(100, 100, 7, 143));
+        QCOMPARE(view.Zoom(), 1000 * 1000 * 100 / 1001);
+        // 1,000 pixels: exactly the limit. A rectangle may take the zoom to it (or past it).
+        view.ZoomToRect(QRect(100, 100, 10, 100));
+        QCOMPARE(view.Zoom(), CZoomView::kMaxZoom);
+        QCOMPARE(view.Visible(), QRect(100, 100, 10, 100));
+        // At the limit a further rectangle changes nothing.
+        view.ZoomToRect(QRect(101, 101, 2, 2));
+        QCOMPARE(view.Zoom(), CZoomView::kMaxZoom);
+        QCOMPARE(view.Visible(), QRect(100, 100, 10, 100));
+        QCOMPARE(view.Anchor(), QRect(100, 100, 10, 100));
+    }
+
     void zoomNearAnEdgeStaysInsideTheImage() {
         CZoomView view;
         view.SetSize(1000, 1000);
