@@ -170,6 +170,13 @@ void printFigures(std::ostream& out, uint32_t received, uint32_t dropped, double
         << "megabytes per second: " << fixed(fps * payload / 1e6) << '\n';
 }
 
+// What the network did, as the stream counted it since the start of the command: many packets
+// resent means a lossy link; frames dropped with few resends, a host that fell behind.
+void printStreamStatistics(std::ostream& out, CKorvatinCameraViewlane& session) {
+    out << "packets resent: " << session.GetResentPacketCount() << '\n'
+        << "frames incomplete: " << session.GetIncompleteFrameCount() << '\n';
+}
+
 } // namespace
 
 CCliStreamCommands::CCliStreamCommands(const CCliOptions& options, CCliCommands& discovery,
@@ -222,6 +229,7 @@ void CCliStreamCommands::Grab(const std::string& device) {
         QThread::usleep(kPollUs);
     }
     printFigures(out_, count, session.GetDroppedFrameCount(), meter.FramesPerSecond(), payload);
+    printStreamStatistics(out_, session);
 }
 
 void CCliStreamCommands::Record(const std::string& device, const std::string& file) {

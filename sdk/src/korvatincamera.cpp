@@ -341,6 +341,14 @@ void CKorvatinCamera::ClearDroppedFrameCount() {
     stream_->ClearDropped();
 }
 
+uint64_t CKorvatinCamera::GetResentPacketCount() {
+    return stream_->StreamStatistics().resentPackets;
+}
+
+uint64_t CKorvatinCamera::GetIncompleteFrameCount() {
+    return stream_->StreamStatistics().incompleteFrames;
+}
+
 size_t CKorvatinCamera::AllocatedFrameBufferCount() {
     return stream_->BufferCount();
 }

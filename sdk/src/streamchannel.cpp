@@ -19,6 +19,17 @@ namespace {
 // of the stream.
 constexpr auto kReceiveSlice = std::chrono::milliseconds(50);
 
+// Share of an image's packets the stream may ask for again. Aravis expects as many packets as
+// fill the whole buffer, and our buffers are sized for the largest image of the display pixel
+// type, so they can hold several times the payload. When the trailer is lost, Aravis asks for
+// every packet from the last one received to the end of the buffer; with its default of a
+// quarter the request is refused, and the image is held until the frame retention ends and then
+// lost. With Aravis' maximum the rest of the buffer can be asked for twice over.
+constexpr double kPacketRequestRatio = 2.0;
+
+// Block ids further apart than this are not a gap but a camera that counts anew.
+constexpr uint64_t kLargestGap = 0x8000;
+
 uint64_t bitsPerPixel(uint32_t pixelType) {
     return (pixelType >> 16) & 0xFFu;
 }
@@ -47,11 +58,12 @@ void executeCommand(const std::shared_ptr<GenicamDescription>& description, cons
     description->NotifyWritten(node);
 }
 
-uint64_t lostBy(ArvStream* stream) {
-    // Aravis counts as failures the images it closed incomplete (missing packets, time-outs,
-    // a buffer too small), and as missing frames the gaps in the block ids it saw start.
-    return arv_stream_get_info_uint64_by_name(stream, "n_failures") +
-           arv_stream_get_info_uint64_by_name(stream, "n_missing_frames");
+// Distance from block id `from` to `to`. Standard ids run from 1 to 65535 and wrap (0 is never
+// used); extended ids are 64 bits wide.
+uint64_t blockIdDistance(uint64_t from, uint64_t to) {
+    if (from <= 0xFFFF && to <= 0xFFFF)
+        return (to + 0xFFFF - from) % 0xFFFF;
+    return to > from ? to - from : 0;
 }
 
 } // namespace
@@ -60,6 +72,7 @@ struct StreamChannel::Buffer {
     uint64_t id = 0;
     Kind kind = Kind::Conversion;
     size_t size = 0;
+    uint8_t* data = nullptr;
     // A stream buffer: one reference of ours; the stream holds one more while it has it.
     GObjectRef<ArvBuffer> arv;
     // A conversion buffer.
@@ -69,6 +82,8 @@ struct StreamChannel::Buffer {
     bool queued = false;
     // Released while the stream had it: freed when the stream lets it go.
     bool released = false;
+    // One of the channel's own stream buffers, standing in for one the caller holds.
+    bool reserve = false;
 };
 
 StreamChannel::StreamChannel() = default;
@@ -91,10 +106,49 @@ void StreamChannel::Erase(Buffer* buffer) {
     buffers_.erase(buffer->id);
 }
 
+void StreamChannel::Free(Buffer* buffer) {
+    if (buffer->queued && stream_)
+        buffer->released = true;
+    else
+        Erase(buffer);
+}
+
 void StreamChannel::Push(Buffer* buffer) {
     buffer->queued = true;
     // The stream takes over the reference it is given and drops it when the buffer comes out.
     arv_stream_push_buffer(stream_.Get(), static_cast<ArvBuffer*>(g_object_ref(buffer->arv.Get())));
+}
+
+std::unique_ptr<StreamChannel::Buffer> StreamChannel::MakeBuffer(Kind kind, size_t size) {
+    auto buffer = std::make_unique<Buffer>();
+    buffer->kind = kind;
+    buffer->size = size;
+    std::unique_ptr<uint8_t, FreeDeleter> memory(static_cast<uint8_t*>(std::malloc(size)));
+    if (!memory)
+        return nullptr;
+    uint8_t* data = memory.get();
+    buffer->data = data;
+    if (kind == Kind::Stream) {
+        // The Aravis buffer frees the memory when its last reference goes, whoever drops it.
+        buffer->arv = GObjectRef<ArvBuffer>::Adopt(
+            arv_buffer_new_full(size, data, data, [](gpointer memory) { std::free(memory); }));
+        memory.release();
+    } else {
+        buffer->plain = std::move(memory);
+    }
+    return buffer;
+}
+
+void StreamChannel::Insert(std::unique_ptr<Buffer> buffer) {
+    buffer->id = nextId_++;
+    if (buffer->reserve)
+        ++reserveBuffers_;
+    else if (buffer->kind == Kind::Stream)
+        ++callerStreamBuffers_;
+    if (buffer->arv)
+        byArvBuffer_[buffer->arv.Get()] = buffer.get();
+    const uint64_t id = buffer->id;
+    buffers_[id] = std::move(buffer);
 }
 
 QRN_ERROR StreamChannel::Allocate(CKorvatinFrame* frame, Kind kind, size_t size) {
@@ -104,30 +158,14 @@ QRN_ERROR StreamChannel::Allocate(CKorvatinFrame* frame, Kind kind, size_t size)
     const uint64_t wanted = std::max<uint64_t>(image, kind == Kind::Stream ? size : 0);
     if (wanted == 0 || wanted > SIZE_MAX)
         return wanted == 0 ? QRN_ERR_INVALID : QRN_ERR_NO_MEMORY;
-
-    auto buffer = std::make_unique<Buffer>();
-    buffer->kind = kind;
-    buffer->size = static_cast<size_t>(wanted);
-    std::unique_ptr<uint8_t, FreeDeleter> memory(static_cast<uint8_t*>(std::malloc(buffer->size)));
-    if (!memory)
+    std::unique_ptr<Buffer> buffer = MakeBuffer(kind, static_cast<size_t>(wanted));
+    if (!buffer)
         return QRN_ERR_NO_MEMORY;
-    uint8_t* data = memory.get();
-    if (kind == Kind::Stream) {
-        // The Aravis buffer frees the memory when its last reference goes, whoever drops it.
-        buffer->arv = GObjectRef<ArvBuffer>::Adopt(arv_buffer_new_full(
-            buffer->size, data, data, [](gpointer memory) { std::free(memory); }));
-        memory.release();
-    } else {
-        buffer->plain = std::move(memory);
-    }
 
     std::lock_guard<std::mutex> lock(mutex_);
-    buffer->id = nextId_++;
     Buffer* record = buffer.get();
-    if (record->arv)
-        byArvBuffer_[record->arv.Get()] = record;
-    buffers_[record->id] = std::move(buffer);
-    frame->Describe(data, static_cast<size_t>(image), record->size,
+    Insert(std::move(buffer));
+    frame->Describe(record->data, static_cast<size_t>(image), record->size,
                     strideOf(frame->Width(), frame->PixelType()), 0, 0,
                     reinterpret_cast<void*>(static_cast<uintptr_t>(record->id)));
     return QRN_OK;
@@ -138,12 +176,68 @@ QRN_ERROR StreamChannel::Release(CKorvatinFrame* frame) {
     Buffer* buffer = Find(frame);
     if (buffer == nullptr)
         return QRN_ERR_INVALID;
-    if (buffer->queued && stream_)
-        buffer->released = true;
-    else
-        Erase(buffer);
+    if (buffer->reserve)
+        --reserveBuffers_;
+    else if (buffer->kind == Kind::Stream)
+        --callerStreamBuffers_;
+    Free(buffer);
     frame->Describe(nullptr, 0, 0, 0, 0, 0, nullptr);
+    if (callerStreamBuffers_ == 0 && reserveBuffers_ > 0) {
+        // The caller is done with streaming: the reserve goes too. A frame that still describes
+        // a reserve buffer is refused from now on, like any other released one.
+        std::vector<Buffer*> reserve;
+        for (auto& entry : buffers_)
+            if (entry.second->reserve && !entry.second->released)
+                reserve.push_back(entry.second.get());
+        for (Buffer* stale : reserve)
+            Free(stale);
+        reserveBuffers_ = 0;
+    }
     return QRN_OK;
+}
+
+void StreamChannel::TopUpReserve() {
+    size_t missing = 0;
+    size_t size = 0;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!stream_)
+            return;
+        size_t inStream = 0;
+        for (const auto& entry : buffers_) {
+            const Buffer& buffer = *entry.second;
+            if (buffer.released || buffer.kind != Kind::Stream)
+                continue;
+            if (buffer.queued)
+                ++inStream;
+            if (!buffer.reserve)
+                size = std::max(size, buffer.size);
+        }
+        if (inStream >= callerStreamBuffers_ || reserveBuffers_ >= callerStreamBuffers_)
+            return;
+        missing = std::min(callerStreamBuffers_ - inStream, callerStreamBuffers_ - reserveBuffers_);
+    }
+    std::vector<std::unique_ptr<Buffer>> made;
+    for (size_t i = 0; i < missing; ++i) {
+        // Without memory the stream goes on with what it has.
+        std::unique_ptr<Buffer> buffer = MakeBuffer(Kind::Stream, size);
+        if (!buffer)
+            break;
+        buffer->reserve = true;
+        made.push_back(std::move(buffer));
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    // The caller may have released its last buffer meanwhile: then the reserve is not wanted.
+    if (callerStreamBuffers_ == 0)
+        return;
+    for (auto& buffer : made) {
+        Buffer* record = buffer.get();
+        Insert(std::move(buffer));
+        if (stream_)
+            Push(record);
+        else
+            record->queued = true;
+    }
 }
 
 void StreamChannel::Start(ArvDevice* device, const std::shared_ptr<GenicamDescription>& description,
@@ -169,9 +263,14 @@ void StreamChannel::Start(ArvDevice* device, const std::shared_ptr<GenicamDescri
                                   (error ? error->message : "the device refused it"))
                                      .c_str(),
                                  QRN_ERR_IO);
+    if (ARV_IS_GV_STREAM(stream.Get()))
+        g_object_set(stream.Get(), "packet-request-ratio", kPacketRequestRatio, nullptr);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stream_ = std::move(stream);
+        lastCompleteId_ = 0;
+        skippedIds_ = 0;
+        incompleteSinceComplete_ = 0;
         streamPayloadSize_ = payloadSize;
         for (auto& entry : buffers_) {
             Buffer* buffer = entry.second.get();
@@ -210,7 +309,16 @@ void StreamChannel::StopLocked(const std::shared_ptr<GenicamDescription>& descri
     GObjectRef<ArvStream> closing = std::move(stream_);
     changed_.notify_all();
     changed_.wait(lock, [this] { return receivers_ == 0; });
-    lostInClosedStreams_ += lostBy(closing.Get());
+    // Counted as of a stream that is closed: Totals() adds the current stream only while
+    // stream_ is set, and it is not set any more.
+    closedStreams_.lost += skippedIds_ + incompleteSinceComplete_;
+    closedStreams_.resentPackets +=
+        arv_stream_get_info_uint64_by_name(closing.Get(), "n_resent_packets");
+    closedStreams_.incompleteFrames +=
+        arv_stream_get_info_uint64_by_name(closing.Get(), "n_failures");
+    skippedIds_ = 0;
+    incompleteSinceComplete_ = 0;
+    lastCompleteId_ = 0;
     // Stops Aravis' receive thread and drops the stream's references to the buffers it held.
     closing.Reset();
     std::vector<Buffer*> released;
@@ -243,6 +351,7 @@ QRN_ERROR StreamChannel::Receive(CKorvatinFrame* frame, uint32_t timeoutMs) {
         return QRN_ERR_INVALID;
     using Clock = std::chrono::steady_clock;
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    TopUpReserve();
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
         if (!changed_.wait_until(lock, deadline, [this] { return static_cast<bool>(stream_); }))
@@ -269,6 +378,10 @@ QRN_ERROR StreamChannel::Receive(CKorvatinFrame* frame, uint32_t timeoutMs) {
                 const void* data = arv_buffer_get_status(popped) == ARV_BUFFER_STATUS_SUCCESS
                                        ? arv_buffer_get_image_data(popped, &size)
                                        : nullptr;
+                if (data == nullptr && stream_.Get() == stream)
+                    ++incompleteSinceComplete_;
+                else if (data != nullptr && stream_.Get() == stream)
+                    CountComplete(arv_buffer_get_frame_id(popped));
                 if (buffer->released) {
                     Erase(buffer);
                 } else if (data == nullptr) {
@@ -307,19 +420,49 @@ bool StreamChannel::StreamPayloadSize(size_t* size) {
     return true;
 }
 
-uint64_t StreamChannel::LostTotal() {
-    return lostInClosedStreams_ + (stream_ ? lostBy(stream_.Get()) : 0);
+void StreamChannel::CountComplete(uint64_t id) {
+    const uint64_t distance = lastCompleteId_ != 0 ? blockIdDistance(lastCompleteId_, id) : 0;
+    if (distance >= 1 && distance < kLargestGap) {
+        // The incomplete images since the last complete one are among the skipped ids.
+        skippedIds_ += distance - 1;
+    } else {
+        // The first image of the stream, or ids that started anew: only the incomplete images
+        // seen are known to be lost.
+        skippedIds_ += incompleteSinceComplete_;
+    }
+    incompleteSinceComplete_ = 0;
+    lastCompleteId_ = id;
+}
+
+StreamChannel::Counts StreamChannel::Totals() {
+    Counts totals = closedStreams_;
+    if (stream_) {
+        totals.lost += skippedIds_ + incompleteSinceComplete_;
+        totals.resentPackets +=
+            arv_stream_get_info_uint64_by_name(stream_.Get(), "n_resent_packets");
+        totals.incompleteFrames += arv_stream_get_info_uint64_by_name(stream_.Get(), "n_failures");
+    }
+    return totals;
 }
 
 uint32_t StreamChannel::Dropped() {
     std::lock_guard<std::mutex> lock(mutex_);
-    const uint64_t lost = LostTotal() - lostAtClear_;
+    const uint64_t lost = Totals().lost - atClear_.lost;
     return lost > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(lost);
 }
 
 void StreamChannel::ClearDropped() {
     std::lock_guard<std::mutex> lock(mutex_);
-    lostAtClear_ = LostTotal();
+    atClear_ = Totals();
+}
+
+StreamChannel::Statistics StreamChannel::StreamStatistics() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const Counts totals = Totals();
+    Statistics statistics;
+    statistics.resentPackets = totals.resentPackets - atClear_.resentPackets;
+    statistics.incompleteFrames = totals.incompleteFrames - atClear_.incompleteFrames;
+    return statistics;
 }
 
 size_t StreamChannel::BufferCount() {

@@ -24,6 +24,12 @@ class GenicamDescription;
 // number, never reused), so a frame that still describes a released buffer is refused instead of
 // reaching freed memory.
 //
+// Stream buffers the caller keeps out of the stream (received frames it holds, buffers it never
+// queued) are made up for by reserve buffers of the channel's own, so that the stream always has
+// as many buffers to fill as were allocated for it. A reserve buffer is like any other once it
+// has been received: the caller may hold it and queue it again. The reserve is freed with the
+// last stream buffer the caller releases.
+//
 // Threads: GetFrame is meant for one thread (the grab thread); every other call may come from any
 // thread, and all of them may run at the same time.
 class StreamChannel {
@@ -60,22 +66,48 @@ public:
     // stream; they are already counted among the stream's failures.
     QRN_ERROR Receive(CKorvatinFrame* frame, uint32_t timeoutMs);
 
-    // Images lost since ClearDropped: incomplete ones plus frames the stream never saw start.
+    // Images lost since ClearDropped: the block ids skipped between two complete images (frames
+    // closed incomplete and frames that found no buffer alike), plus the incomplete ones since
+    // the last complete image.
     uint32_t Dropped();
     void ClearDropped();
 
-    // Buffers not yet freed, released ones the stream still holds included.
+    // Aravis' own counts since ClearDropped: packets the camera sent again on request, and
+    // images it closed incomplete.
+    struct Statistics {
+        uint64_t resentPackets = 0;
+        uint64_t incompleteFrames = 0;
+    };
+    Statistics StreamStatistics();
+
+    // Buffers not yet freed, released ones the stream still holds and the reserve included.
     size_t BufferCount();
 
 private:
     struct Buffer;
+    // Counts of one stream, or of all closed ones.
+    struct Counts {
+        uint64_t lost = 0;
+        uint64_t resentPackets = 0;
+        uint64_t incompleteFrames = 0;
+    };
 
     void StopLocked(const std::shared_ptr<GenicamDescription>& description);
     Buffer* Find(const CKorvatinFrame* frame);
+    std::unique_ptr<Buffer> MakeBuffer(Kind kind, size_t size);
+    void Insert(std::unique_ptr<Buffer> buffer);
     void Erase(Buffer* buffer);
+    // Frees a buffer at once, or when the stream lets it go if the stream holds it.
+    void Free(Buffer* buffer);
     void Push(Buffer* buffer);
-    // Failures and missing frames of the current stream, plus those of closed streams.
-    uint64_t LostTotal();
+    // Adds reserve buffers to the stream until it holds as many as the caller allocated.
+    // Called without mutex_; takes it.
+    void TopUpReserve();
+    // Counts the complete image with block id `id`: the ids skipped since the previous one are
+    // lost frames.
+    void CountComplete(uint64_t id);
+    // The current stream's counts (nothing without a stream), plus those of closed streams.
+    Counts Totals();
 
     std::mutex controlMutex_;         // held for the whole of Start and Stop, so they never overlap
     std::mutex mutex_;                // guards every member below
@@ -84,10 +116,17 @@ private:
     std::unordered_map<uint64_t, std::unique_ptr<Buffer>> buffers_;
     std::unordered_map<ArvBuffer*, Buffer*> byArvBuffer_;
     GObjectRef<ArvStream> stream_;
-    size_t streamPayloadSize_ = 0; // given to Start; meaningful while stream_ is set
-    int receivers_ = 0;            // Receive calls waiting on stream_ without the lock
-    uint64_t lostInClosedStreams_ = 0;
-    uint64_t lostAtClear_ = 0;
+    size_t streamPayloadSize_ = 0;   // given to Start; meaningful while stream_ is set
+    int receivers_ = 0;              // Receive calls waiting on stream_ without the lock
+    size_t callerStreamBuffers_ = 0; // stream buffers allocated by the caller, not released
+    size_t reserveBuffers_ = 0;      // reserve buffers not released
+    // Of the current stream: the block id of the last complete image (0: none yet), the ids
+    // skipped so far, and incomplete images since the last complete one.
+    uint64_t lastCompleteId_ = 0;
+    uint64_t skippedIds_ = 0;
+    uint64_t incompleteSinceComplete_ = 0;
+    Counts closedStreams_;
+    Counts atClear_;
 };
 
 } // namespace korvatin

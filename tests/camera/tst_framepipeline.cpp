@@ -211,13 +211,18 @@ void TestFramePipeline::afterStoppingEveryWrapperIsASpareOrGrabbedAndNothingIsLe
         found.insert(frame);
     }
     QCOMPARE(found, wrappers);
-    // Each wrapper describes a different one of the session's buffers.
+    // Each wrapper describes a different stream buffer: one of the session's, or one of those
+    // the SDK adds to the stream in place of the buffers the spares hold (so a received frame
+    // may arrive in either). All of them are the camera's: the SDK counts the session's raw
+    // buffers, its 5 converted holders and its own stand-ins, one per spare.
     QSet<uint8_t*> described;
     for (CKorvatinFrame* wrapper : wrappers) {
-        QVERIFY(buffers.contains(wrapper->Data()));
+        QVERIFY(wrapper->Data() != nullptr && wrapper->BufferHandle() != nullptr);
         described.insert(wrapper->Data());
     }
     QCOMPARE(described.size(), wrappers.size());
+    QCOMPARE(session->AllocatedFrameBufferCount(),
+             size_t(buffers.size() + CKorvatinCameraViewlane::kSpareWrapperCount));
 
     session->StopGrab();
     QVERIFY(!session->IsGrabbing());

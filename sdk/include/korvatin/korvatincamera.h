@@ -188,9 +188,16 @@ public:
     // QRN_ERR_TIMEOUT. Incomplete images are requeued inside the SDK and counted as dropped.
     // Meant for one thread (the grab thread) while another queues.
     QRN_ERROR GetFrame(CKorvatinFrame* frame, uint32_t timeoutMs);
-    // Images lost since ClearDroppedFrameCount (incomplete, or lost by the stream).
+    // Images lost since ClearDroppedFrameCount: every block id the stream skipped between two
+    // complete images (closed incomplete, or never given a buffer), and the incomplete images
+    // since the last complete one.
     uint32_t GetDroppedFrameCount();
     void ClearDroppedFrameCount();
+    // Since ClearDroppedFrameCount, as Aravis counts them: packets the camera sent again on
+    // request, and images closed incomplete. Tells a lossy network (many packets resent) from
+    // a host that falls behind (images lost with few resends).
+    uint64_t GetResentPacketCount();
+    uint64_t GetIncompleteFrameCount();
     // Buffers from AllocateFrameBuffer not yet freed: a buffer released while the stream holds
     // it counts until the stream lets it go. For leak checks.
     size_t AllocatedFrameBufferCount();
