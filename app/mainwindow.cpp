@@ -151,6 +151,8 @@ void MainWindow::SetUpStatusBar() {
     m_labelRecording->hide();
     connect(m_session.get(), &CKorvatinCameraViewlane::RecordStarted, m_labelRecording,
             &QLabel::setVisible);
+    connect(m_session.get(), &CKorvatinCameraViewlane::RecordStarted, this,
+            &MainWindow::RecordingStateChanged);
     m_labelRateCaption = addLabel(300, "Frame Rate: (Capture, Display) ", right);
     m_labelRates = addLabel(200, RatesText(0, 0), {});
     m_labelDroppedCaption = addLabel(200, "Dropped Frame:", right);
@@ -356,6 +358,16 @@ void MainWindow::on_pushButton_record_clicked() {
     } catch (const std::exception& e) {
         ShowMessage(QString("Fail to start AVi recording: ") + e.what(), this);
     }
+}
+
+void MainWindow::RecordingStateChanged(bool started) {
+    if (started)
+        return;
+    // A recording the camera ended (a new size or format under it) says why and what the file
+    // kept; one stopped by the user or by its frame limit says nothing.
+    const QString reason = m_session->TakeRecordingEndReason();
+    if (!reason.isEmpty())
+        ShowMessage("The recording stopped: " + reason + ".", this);
 }
 
 void MainWindow::on_pushButton_stop_clicked() {

@@ -152,6 +152,8 @@ private slots:
     void on_pushButton_about_clicked();
     void on_pushButton_recording_settings_clicked();
     void on_pushButton_record_clicked();
+    // The session's RecordStarted: a recording that ended by itself shows why.
+    void RecordingStateChanged(bool started);
     void on_pushButton_stop_clicked();
     void on_pushButton_file_save_clicked();
 

@@ -18,9 +18,6 @@ namespace {
                              CKorvatinCameraViewlane::kSessionError);
 }
 
-// Convert code bits 2 and 3: a display type, as the AVI writer takes.
-constexpr uint32_t kDisplayOutput = 12;
-constexpr uint32_t kEightBitsPerChannel = 8;
 constexpr uint32_t kConvertFlag = 1;
 
 } // namespace
@@ -75,13 +72,24 @@ void CAviRecordingThread::run() {
         holder->SetSourceRawFrame(raw);
 
         bool limitReached = false;
+        bool ended = false;
         {
             QMutexLocker lock(&session.m_recordMutex);
-            if (session.m_recording) {
-                // A frame that cannot be converted for the recording ends the process at once;
-                // deliberately, without a message: it means the holders were sized wrongly.
-                if (holder->Convert(*raw, session.m_bayerConversionMode | kDisplayOutput,
-                                    kEightBitsPerChannel, kConvertFlag,
+            const QString mismatch =
+                session.m_recording ? session.RecordingMismatch(*raw, *holder) : QString();
+            if (!mismatch.isEmpty()) {
+                // The camera changed under the recording (its size, its format) or sends what
+                // cannot be converted: the file keeps what it has and is closed whole.
+                session.EndRecordingLocked(mismatch);
+                ended = true;
+            } else if (session.m_recording) {
+                // Everything a conversion needs was checked just above: a frame that still
+                // cannot be converted means the holders were sized wrongly, and ends the process
+                // at once, deliberately without a message.
+                if (holder->Convert(*raw,
+                                    session.m_bayerConversionMode |
+                                        CKorvatinCameraViewlane::kRecordingConvertCode,
+                                    CKorvatinCameraViewlane::kRecordingBitDepth, kConvertFlag,
                                     session.ConversionContext()) != QRN_OK)
                     std::abort();
                 session.m_aviFile.Append(*holder); // a frame the writer refuses is not retried
@@ -101,7 +109,7 @@ void CAviRecordingThread::run() {
             }
         }
         // On this thread: receivers on the GUI thread get it queued.
-        if (limitReached)
+        if (limitReached || ended)
             emit session.RecordStarted(false);
 
         {

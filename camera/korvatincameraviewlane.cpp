@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -20,7 +21,6 @@ const char* const kTooFewBuffers =
     "Too few buffers have been allocated. A minimum of 8 buffers should be allocated.";
 const char* const kGrabStartedAlready = "GrabThread started already. Stop it before restarting.";
 const char* const kAllocationFailed = "fail to allocate memory.";
-const char* const kAviOpenFailed = "fail to open the AVI.";
 
 // Bits 16 to 23 of a GigE Vision pixel-type code: the bits one pixel occupies.
 uint32_t bitsPerPixel(uint32_t pixelType) {
@@ -207,34 +207,106 @@ void CKorvatinCameraViewlane::ReturnRawFrame(CKorvatinFrame* raw) {
 
 void CKorvatinCameraViewlane::StartRecording(const char* fileName, uint32_t bayerMode,
                                              int32_t maxFrames) {
+    // The camera is read before the record lock is taken: the conversion thread takes that lock
+    // for every frame, and four reads over the network would hold it up long enough to lose
+    // frames at the start of every recording. A failed read fails the start with the SDK's text.
+    const uint32_t width = GetUInt32("Width");
+    const uint32_t height = GetUInt32("Height");
+    const double frameRate = double(GetUInt32("FrameRate"));
+    char pixelFormat[64] = {};
+    GetEnum("PixelFormat", pixelFormat, sizeof(pixelFormat));
+    bool colour = true;
+    if (std::strncmp(pixelFormat, "Mono", 4) == 0)
+        colour = false;
+    else if (std::strncmp(pixelFormat, "Bayer", 5) == 0 && bayerMode == kBayerNone)
+        colour = false; // the mosaic recorded without interpolation is grey
+
+    // Holders sized for a display type of fewer than 3 bytes per pixel (a low
+    // resource/maxBitsPerPixel) cannot take a colour frame: refused here rather than found by
+    // the conversion.
+    const size_t needed = size_t(width) * height * (colour ? 3 : 1);
+    const CKorvatinFrameConverted* holder = m_convertedFrames[0];
+    if (holder && holder->BufferSize() < needed)
+        throw CKorvatinException(
+            QString("a %1 x %2 colour frame needs %3 bytes, but the recording buffers hold %4 "
+                    "(resource/maxBitsPerPixel %5 is too low for colour; 17 or more is needed)")
+                .arg(width)
+                .arg(height)
+                .arg(needed)
+                .arg(holder->BufferSize())
+                .arg(m_maxBitsPerPixel)
+                .toStdString(),
+            kSessionError);
+
     {
         QMutexLocker lock(&m_recordMutex);
         m_bayerConversionMode = bayerMode;
         m_maxFramesToRecord = maxFrames;
         m_framesRecorded = 0;
+        m_recordingEndReason.clear();
 
-        m_aviFile.SetWidth(GetUInt32("Width"));
-        m_aviFile.SetHeight(GetUInt32("Height"));
-        // A camera whose frame rate cannot be read fails the start, with the SDK's text.
-        m_aviFile.SetFrameRate(double(GetUInt32("FrameRate")));
-        m_aviFile.SetColor(true);
-
-        char pixelFormat[64] = {};
-        GetEnum("PixelFormat", pixelFormat, sizeof(pixelFormat));
-        if (std::strncmp(pixelFormat, "Mono", 4) == 0)
-            m_aviFile.SetColor(false);
-        else if (std::strncmp(pixelFormat, "Bayer", 5) == 0 && bayerMode == kBayerNone)
-            m_aviFile.SetColor(false); // the mosaic recorded without interpolation is grey
-
+        m_aviFile.SetWidth(width);
+        m_aviFile.SetHeight(height);
+        m_aviFile.SetFrameRate(frameRate);
+        m_aviFile.SetColor(colour);
         m_aviFile.SetFileName(fileName);
         if (m_aviFile.Open() != QRN_OK) {
             lock.unlock();
-            throw CKorvatinException(kAviOpenFailed, kSessionError);
+            throw CKorvatinException(CKorvatinCameraViewlane::kAviOpenFailed, kSessionError);
         }
         m_recording = true;
     }
     // Announced outside the lock, so that a receiver may stop the recording at once.
     emit RecordStarted(true);
+}
+
+QString CKorvatinCameraViewlane::RecordingMismatch(const CKorvatinFrame& raw,
+                                                   const CKorvatinFrame& holder) {
+    uint32_t type = 0;
+    size_t bytes = 0;
+    const QRN_ERROR layout = CKorvatinFrame::ConvertedLayout(
+        raw, m_bayerConversionMode | kRecordingConvertCode, kRecordingBitDepth, &type, &bytes);
+    const QString pixelType = QString("0x%1").arg(raw.PixelType(), 8, 16, QChar('0'));
+    if (layout == QRN_ERR_UNSUPPORTED)
+        return QString("the camera sends pixel type %1, which cannot be converted for recording")
+            .arg(pixelType);
+    if (layout != QRN_OK)
+        return QString("a %1 x %2 frame of pixel type %3 could not be read")
+            .arg(raw.Width())
+            .arg(raw.Height())
+            .arg(pixelType);
+    if (raw.Width() != m_aviFile.Width() || raw.Height() != m_aviFile.Height())
+        return QString("the image size changed from %1 x %2 to %3 x %4")
+            .arg(m_aviFile.Width())
+            .arg(m_aviFile.Height())
+            .arg(raw.Width())
+            .arg(raw.Height());
+    const bool colour = type != kRecordingGreyType;
+    if (colour != m_aviFile.Color())
+        return colour ? QString("the images changed from grey to colour (pixel type %1)")
+                            .arg(pixelType)
+                      : QString("the images changed from colour to grey (pixel type %1)")
+                            .arg(pixelType);
+    if (bytes > holder.BufferSize())
+        return QString("a %1 x %2 frame needs %3 bytes, but the recording buffers hold %4")
+            .arg(raw.Width())
+            .arg(raw.Height())
+            .arg(bytes)
+            .arg(holder.BufferSize());
+    return QString();
+}
+
+void CKorvatinCameraViewlane::EndRecordingLocked(const QString& reason) {
+    m_aviFile.Close();
+    m_recording = false;
+    m_recordingEndReason = QString("%1; %2 holds the %3 frames recorded until then")
+                               .arg(reason, QString::fromLocal8Bit(m_aviFile.FileName()))
+                               .arg(m_aviFile.FrameCount());
+}
+
+QString CKorvatinCameraViewlane::TakeRecordingEndReason() {
+    QMutexLocker lock(&m_recordMutex);
+    return std::exchange(m_recordingEndReason, QString());
 }
 
 void CKorvatinCameraViewlane::StopRecording() {

@@ -62,6 +62,13 @@ public:
     static constexpr uint32_t kBayerNone = 0;
     static constexpr uint32_t kBayerNearest = 1;
     static constexpr uint32_t kBayerBilinear = 3;
+    // The text StartRecording throws when the file cannot be opened.
+    static constexpr const char* kAviOpenFailed = "fail to open the AVI.";
+    // What the conversion thread gives the AVI writer: Convert code bits 2 and 3 (a display
+    // type) on top of the Bayer mode, 8 bits per channel; grey comes out as this type.
+    static constexpr uint32_t kRecordingConvertCode = 12;
+    static constexpr uint32_t kRecordingBitDepth = 8;
+    static constexpr uint32_t kRecordingGreyType = 0x21084001;
 
     explicit CKorvatinCameraViewlane(const CAppSettings& settings);
     ~CKorvatinCameraViewlane() override;
@@ -109,6 +116,11 @@ public:
     void StartRecording(const char* fileName, uint32_t bayerMode, int32_t maxFrames);
     // Ends a running recording and emits RecordStarted(false); nothing when not recording.
     void StopRecording();
+    // Why the conversion thread ended the last recording by itself (a frame the file cannot
+    // take: another size, grey turned colour, a format that cannot be converted), with the file
+    // and the frames it holds; empty when it ended otherwise. Cleared by reading it and by
+    // StartRecording.
+    QString TakeRecordingEndReason();
     // Stops the conversion thread, gives the raw frames of waiting holders back, releases the
     // holders, and closes a running recording without announcing it.
     void StopConversion();
@@ -192,6 +204,7 @@ private:
     CKorvatinAVIFile m_aviFile;
     int32_t m_maxFramesToRecord = 0; // 0 and below: unlimited. Guarded by m_recordMutex.
     int32_t m_framesRecorded = 0;    // since StartRecording. Guarded by m_recordMutex.
+    QString m_recordingEndReason;    // see TakeRecordingEndReason. Guarded by m_recordMutex.
     bool m_recording = false; // between a successful Open and Close. Guarded by m_recordMutex.
     // Guards m_aviFile, m_recording, m_maxFramesToRecord, m_framesRecorded and
     // m_bayerConversionMode. Never held together with another session lock.
@@ -203,6 +216,14 @@ private:
     QMutex m_convertedListMutex;
     uint32_t m_bayerConversionMode = kBayerNone;    // Convert mode while recording. m_recordMutex.
     std::atomic<int> m_readyConvertedFramesPeak{0}; // written by the conversion thread
+
+    // Under m_recordMutex while recording: why `raw` cannot go into the open file through
+    // `holder` (another size, grey turned colour or back, a format that cannot be converted, a
+    // holder too small), or empty when it can.
+    QString RecordingMismatch(const CKorvatinFrame& raw, const CKorvatinFrame& holder);
+    // Under m_recordMutex: closes the file, ends the recording and keeps `reason` with the file
+    // name and its frame count for TakeRecordingEndReason.
+    void EndRecordingLocked(const QString& reason);
 
     friend class CFrameGrabThread;
     friend class CAviRecordingThread;

@@ -7,6 +7,7 @@
 bool CTestPattern::isSupported(uint32_t pixelFormat) {
     switch (pixelFormat) {
     case PixelFormat::Mono8:
+    case PixelFormat::Mono8Signed:
     case PixelFormat::Mono10:
     case PixelFormat::Mono12:
     case PixelFormat::Mono16:
@@ -152,6 +153,7 @@ void CTestPattern::fill(const FrameGeometry& geometry, uint32_t step, const LutT
     }
     switch (geometry.pixelFormat) {
     case PixelFormat::Mono8:
+    case PixelFormat::Mono8Signed:
     case PixelFormat::BayerGR8:
     case PixelFormat::BayerRG8:
     case PixelFormat::BayerGB8:

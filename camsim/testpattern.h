@@ -6,6 +6,8 @@
 
 namespace PixelFormat {
 constexpr uint32_t Mono8 = 0x01080001;
+// Signed 8-bit samples: offered because cameras send formats a host may not know how to show.
+constexpr uint32_t Mono8Signed = 0x01080002;
 constexpr uint32_t Mono10 = 0x01100003;
 constexpr uint32_t Mono12 = 0x01100005;
 constexpr uint32_t Mono16 = 0x01100007;

@@ -258,7 +258,11 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
     try {
         session.StartRecording(file.c_str(), options_.bayerMode, options_.frames);
     } catch (const CKorvatinException& e) {
+        // The file could not be opened, or the session refused the recording before opening it
+        // (the camera could not be read, buffers too small for colour).
         const QString reason = session.RecordingError();
+        if (std::strcmp(e.what(), CKorvatinCameraViewlane::kAviOpenFailed) != 0)
+            throw CKorvatinException("cannot record to \"" + file + "\": " + e.what(), e.Code());
         throw CKorvatinException(
             "cannot create \"" + file + "\": " + e.what() +
                 (reason.isEmpty() ? std::string() : " (" + reason.toStdString() + ")"),
@@ -293,6 +297,14 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
         }
         meter.Sample(count, Clock::now());
         QThread::usleep(kPollUs);
+    }
+    // The conversion thread ends a recording whose frames the file cannot take (a new size or
+    // format); it says why.
+    const QString endReason = session.TakeRecordingEndReason();
+    if (!endReason.isEmpty()) {
+        printFigures(out_, count - startCount, session.GetDroppedFrameCount() - startDropped,
+                     meter.FramesPerSecond(), payload);
+        throw CKorvatinException("the recording stopped: " + endReason.toStdString(), QRN_ERR_IO);
     }
     if (!broken.empty()) {
         session.StopRecording();

@@ -207,8 +207,12 @@ int run(const Options& options) {
     const size_t rawBytes = session->RawFrame(0) ? session->RawFrame(0)->BufferSize() : 0;
     const size_t holderBytes =
         session->ConvertedFrame(0) ? session->ConvertedFrame(0)->BufferSize() : 0;
+    // The SDK adds one stream buffer of its own for each one the spare wrappers keep out of the
+    // stream, so that the stream has as many to fill as the session allocated.
+    const size_t standIns =
+        std::min(size_t(rawCount), size_t(CKorvatinCameraViewlane::kSpareWrapperCount));
     const size_t expectedSdkBuffers =
-        size_t(rawCount) + size_t(CKorvatinCameraViewlane::kConvertedFrameCount);
+        size_t(rawCount) + size_t(CKorvatinCameraViewlane::kConvertedFrameCount) + standIns;
 
     std::printf("session: %u x %u max, %s, FrameRate %u, payload %u bytes\n", session->MaxWidth(),
                 session->MaxHeight(), options.pixelFormat.c_str(), options.frameRate, payload);
@@ -332,8 +336,8 @@ int run(const Options& options) {
                 mib(double(CKorvatinCameraViewlane::kConvertedFrameCount) * holderBytes));
     std::printf("of it mapped by the stream's socket (packet ring): %.1f MiB\n",
                 socketKib / 1024.0);
-    std::printf("SDK buffers while streaming: %zu to %zu (stream buffers + holders: %zu); after "
-                "disconnect: %zu\n",
+    std::printf("SDK buffers while streaming: %zu to %zu (stream buffers + holders + the SDK's "
+                "stand-ins for the spares: %zu); after disconnect: %zu\n",
                 sdkBuffersMin, sdkBuffersMax, expectedSdkBuffers, sdkBuffersAfter);
     std::printf("lists counted %llu times: at most %d of %d spare wrappers and %d of %d holders "
                 "in use; foreign entries: %s; an entry in two places: %s\n",

@@ -51,25 +51,27 @@ bool Overlap(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize) {
 
 } // namespace
 
-// The result:
-// - Mono sources, and Bayer sources without interpolation (code bits 0-1 = 0), give one channel;
-//   Bayer with interpolation (1 nearest neighbour, 2 or 3 bilinear) and the RGB, BGR, RGBa, BGRa
-//   and YUV 4:2:2 sources give R, G, B (alpha is dropped; YUV is full-range BT.601).
-// - bitDepth 0 with a source of more than 8 significant bits gives 16 bits per channel, Mono16 or
-//   RGB16, holding the source's values unshifted (a 12-bit source stays 0..4095, so the image
-//   keeps every bit; 16-bit output never carries a display type). Any other bitDepth gives 8 bits
-//   per channel: the top 8 significant bits of each sample (value >> (bits - 8)), taken before a
-//   Bayer interpolation.
-// - 8-bit results carry the display types when code bit 2 is set (grey 0x21084001, RGB
-//   0x23088005), else Mono8 or RGB8. Bit 3 and `flag` change nothing.
-// The destination's stride becomes its line length, its block id and timestamp the source's.
-// The source is read only within its DataSize; lines of byte-aligned formats are Stride() apart
-// when Stride() is at least a line's length. Packed formats (GigE Vision 10/12Packed, PFNC 10p and
-// 12p) are one continuous run of pixels whatever the stride. YUV 4:2:2 needs an even width, Bayer
-// interpolation at least 2 x 2 pixels. Nothing is written unless the whole result fits.
-QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
-                                  uint32_t flag, void* context) {
-    (void)flag;
+namespace {
+
+// What a conversion of `source` with `code` and `bitDepth` reads and writes.
+struct Plan {
+    const SourceFormat* format = nullptr;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    size_t sourceStride = 0;
+    size_t sourceBytes = 0;
+    uint32_t interpolation = 0;
+    bool colourSource = false;
+    bool colour = false;
+    bool wide = false;
+    size_t outLine = 0;
+    size_t outBytes = 0;
+    uint32_t pixelType = 0;
+};
+
+// Everything Convert checks about the source, and the layout of its result.
+QRN_ERROR PlanConversion(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
+                         Plan* plan) {
     const SourceFormat* format = korvatin::FindSourceFormat(source.PixelType());
     if (format == nullptr)
         return QRN_ERR_UNSUPPORTED;
@@ -100,19 +102,84 @@ QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, u
 
     const uint32_t channels = colour ? 3 : 1;
     const uint32_t sampleBytes = wide ? 2 : 1;
-    const size_t outLine = size_t(width) * channels * sampleBytes;
-    const size_t outBytes = outLine * height;
+    plan->format = format;
+    plan->width = width;
+    plan->height = height;
+    plan->sourceStride = sourceStride;
+    plan->sourceBytes = sourceBytes;
+    plan->interpolation = interpolation;
+    plan->colourSource = colourSource;
+    plan->colour = colour;
+    plan->wide = wide;
+    plan->outLine = size_t(width) * channels * sampleBytes;
+    plan->outBytes = plan->outLine * height;
+    plan->pixelType = colour ? (wide      ? kRgb16
+                                : display ? kDisplayRgb
+                                          : kRgb8)
+                             : (wide      ? kMono16
+                                : display ? kDisplayGrey
+                                          : kMono8);
+    return QRN_OK;
+}
+
+} // namespace
+
+QRN_ERROR CKorvatinFrame::ConvertedLayout(const CKorvatinFrame& source, uint32_t code,
+                                          uint32_t bitDepth, uint32_t* pixelType, size_t* bytes) {
+    Plan plan;
+    const QRN_ERROR result = PlanConversion(source, code, bitDepth, &plan);
+    if (result != QRN_OK)
+        return result;
+    if (pixelType != nullptr)
+        *pixelType = plan.pixelType;
+    if (bytes != nullptr)
+        *bytes = plan.outBytes;
+    return QRN_OK;
+}
+
+// The result:
+// - Mono sources, and Bayer sources without interpolation (code bits 0-1 = 0), give one channel;
+//   Bayer with interpolation (1 nearest neighbour, 2 or 3 bilinear) and the RGB, BGR, RGBa, BGRa
+//   and YUV 4:2:2 sources give R, G, B (alpha is dropped; YUV is full-range BT.601).
+// - bitDepth 0 with a source of more than 8 significant bits gives 16 bits per channel, Mono16 or
+//   RGB16, holding the source's values unshifted (a 12-bit source stays 0..4095, so the image
+//   keeps every bit; 16-bit output never carries a display type). Any other bitDepth gives 8 bits
+//   per channel: the top 8 significant bits of each sample (value >> (bits - 8)), taken before a
+//   Bayer interpolation.
+// - 8-bit results carry the display types when code bit 2 is set (grey 0x21084001, RGB
+//   0x23088005), else Mono8 or RGB8. Bit 3 and `flag` change nothing.
+// The destination's stride becomes its line length, its block id and timestamp the source's.
+// The source is read only within its DataSize; lines of byte-aligned formats are Stride() apart
+// when Stride() is at least a line's length. Packed formats (GigE Vision 10/12Packed, PFNC 10p and
+// 12p) are one continuous run of pixels whatever the stride. YUV 4:2:2 needs an even width, Bayer
+// interpolation at least 2 x 2 pixels. Nothing is written unless the whole result fits.
+QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
+                                  uint32_t flag, void* context) {
+    (void)flag;
+    Plan plan;
+    const QRN_ERROR planned = PlanConversion(source, code, bitDepth, &plan);
+    if (planned != QRN_OK)
+        return planned;
+    const SourceFormat* format = plan.format;
+    const uint32_t width = plan.width;
+    const uint32_t height = plan.height;
+    const size_t sourceStride = plan.sourceStride;
+    const bool colourSource = plan.colourSource;
+    const bool colour = plan.colour;
+    const bool wide = plan.wide;
+    const size_t outLine = plan.outLine;
+    const size_t outBytes = plan.outBytes;
     if (data_ == nullptr || bufferSize_ < outBytes)
         return QRN_ERR_INVALID;
     if (wide && (reinterpret_cast<uintptr_t>(data_) & 1))
         return QRN_ERR_INVALID;
-    if (Overlap(data_, bufferSize_, source.Data(), sourceBytes))
+    if (Overlap(data_, bufferSize_, source.Data(), plan.sourceBytes))
         return QRN_ERR_INVALID;
 
     const korvatin::MonoImage image{format, source.Data(), sourceStride, width};
     uint8_t* const out = data_;
     const BayerMethod method =
-        interpolation == 1 ? BayerMethod::NearestNeighbour : BayerMethod::Bilinear;
+        plan.interpolation == 1 ? BayerMethod::NearestNeighbour : BayerMethod::Bilinear;
 
     // Rows [first, end) of the result; bands of rows are independent.
     const std::function<void(int, int)> job = [&](int band, int bands) {
@@ -144,12 +211,7 @@ QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, u
 
     width_ = width;
     height_ = height;
-    pixelType_ = colour ? (wide      ? kRgb16
-                           : display ? kDisplayRgb
-                                     : kRgb8)
-                        : (wide      ? kMono16
-                           : display ? kDisplayGrey
-                                     : kMono8);
+    pixelType_ = plan.pixelType;
     stride_ = uint32_t(outLine);
     dataSize_ = outBytes;
     blockId_ = source.BlockId();

@@ -99,8 +99,17 @@ private slots:
     void disconnectingWhileRecordingClosesAPlayableFileSilently();
     void aFileThatCannotBeCreatedFailsWithFailToOpenTheAvi();
     void aFrameRateThatCannotBeReadFailsTheStartWithItsText();
+    void aNewSizeWhileRecordingEndsItWithTheReasonAndAPlayableFile();
+    void greyTurnedColourWhileRecordingEndsItWithTheReason();
+    void aDeeperGreyFormatWhileRecordingGoesOnRecording();
+    void aFormatThatCannotBeConvertedEndsTheRecordingWithTheReason();
+    void colourWithBuffersOfTwoBytesPerPixelIsRefusedAtTheStart();
 
 private:
+    // Waits for the recording to end by itself, and checks that it said why (`reason`) and
+    // that the file is whole: `width` x `height`, as many frames as the session wrote.
+    void verifyEndedWithReason(CKorvatinCameraViewlane& session, const QString& path,
+                               const QString& reason, int width, int height);
     // A streaming session in `pixelFormat`; its RecordStarted values are collected in
     // `announced` on this thread.
     std::unique_ptr<CKorvatinCameraViewlane> startStreaming(const char* pixelFormat);
@@ -396,6 +405,135 @@ void TestAviRecording::aFrameRateThatCannotBeReadFailsTheStartWithItsText() {
     QCoreApplication::processEvents();
     QVERIFY(announced_.isEmpty());
     QVERIFY(!QFile::exists(path));
+}
+
+void TestAviRecording::verifyEndedWithReason(CKorvatinCameraViewlane& session, const QString& path,
+                                             const QString& reason, int width, int height) {
+    QTRY_COMPARE_WITH_TIMEOUT(announced_, QList<bool>({true, false}), 20000);
+    QVERIFY(!session.IsRecording());
+    // Ended by the conversion thread, which found the frame the file cannot take.
+    QCOMPARE(announcedOffGuiThread_, QList<bool>({false, true}));
+    const int inFile = int(session.RecordedFileFrames());
+    const QString said = session.TakeRecordingEndReason();
+    QCOMPARE(said, reason + "; " + path + " holds the " + QString::number(inFile) +
+                       " frames recorded until then");
+    // Read once: a later recording that ends as asked says nothing.
+    QVERIFY(session.TakeRecordingEndReason().isEmpty());
+    const Probe probed = probe(path);
+    QVERIFY2(probed.ok, qPrintable(probed.error));
+    QCOMPARE(probed.frames, inFile);
+    QVERIFY(inFile >= 3);
+    QCOMPARE(probed.width, width);
+    QCOMPARE(probed.height, height);
+    // Streaming goes on.
+    const uint32_t counted = session.grabbedFrameCount;
+    QTRY_VERIFY_WITH_TIMEOUT(session.grabbedFrameCount > counted + 3, 20000);
+}
+
+void TestAviRecording::aNewSizeWhileRecordingEndsItWithTheReasonAndAPlayableFile() {
+    START_OR_FAIL(session, "Mono8");
+    const QString path = file("new-width.avi");
+    session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(session->RecordedFileFrames() >= 3, 20000);
+    session->SetUInt32("Width", kWidth / 2);
+    verifyEndedWithReason(*session, path,
+                          QString("the image size changed from %1 x %2 to %3 x %2")
+                              .arg(kWidth)
+                              .arg(kHeight)
+                              .arg(kWidth / 2),
+                          kWidth, kHeight);
+    session->SetUInt32("Width", kWidth);
+}
+
+void TestAviRecording::greyTurnedColourWhileRecordingEndsItWithTheReason() {
+    START_OR_FAIL(session, "Mono8");
+    const QString path = file("grey-to-colour.avi");
+    session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(session->RecordedFileFrames() >= 3, 20000);
+    session->SetEnumByString("PixelFormat", "RGB8");
+    verifyEndedWithReason(*session, path,
+                          "the images changed from grey to colour (pixel type 0x02180014)", kWidth,
+                          kHeight);
+}
+
+void TestAviRecording::aDeeperGreyFormatWhileRecordingGoesOnRecording() {
+    START_OR_FAIL(session, "Mono8");
+    const QString path = file("mono16.avi");
+    session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(session->RecordedFileFrames() >= 3, 20000);
+    session->SetEnumByString("PixelFormat", "Mono16");
+    // Mono16 frames are recorded as 8-bit grey like Mono8 ones: the file takes them.
+    const uint32_t counted = session->grabbedFrameCount;
+    QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount > counted + 20, 20000);
+    QVERIFY(session->IsRecording());
+    session->StopRecording();
+    QTRY_COMPARE_WITH_TIMEOUT(announced_, QList<bool>({true, false}), 20000);
+    QVERIFY(session->TakeRecordingEndReason().isEmpty());
+    const Probe probed = probe(path);
+    QVERIFY2(probed.ok, qPrintable(probed.error));
+    QCOMPARE(probed.frames, int(session->RecordedFileFrames()));
+}
+
+void TestAviRecording::aFormatThatCannotBeConvertedEndsTheRecordingWithTheReason() {
+    START_OR_FAIL(session, "Mono8");
+    const QString path = file("unknown-format.avi");
+    session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(session->RecordedFileFrames() >= 3, 20000);
+    // A format the simulator sends and the conversion does not know.
+    session->SetEnumByString("PixelFormat", "Mono8Signed");
+    verifyEndedWithReason(
+        *session, path,
+        "the camera sends pixel type 0x01080002, which cannot be converted for recording", kWidth,
+        kHeight);
+    // Starting again in that format ends at its first frame the same way.
+    const QString again = file("unknown-format-again.avi");
+    announced_.clear();
+    announcedOffGuiThread_.clear();
+    session->StartRecording(again.toLocal8Bit().constData(), 0, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(announced_, QList<bool>({true, false}), 20000);
+    QVERIFY(session->TakeRecordingEndReason().startsWith(
+        "the camera sends pixel type 0x01080002, which cannot be converted for recording; "));
+    const Probe probed = probe(again);
+    QVERIFY2(probed.ok, qPrintable(probed.error));
+    QCOMPARE(probed.frames, 0);
+}
+
+void TestAviRecording::colourWithBuffersOfTwoBytesPerPixelIsRefusedAtTheStart() {
+    // 16 bits per pixel at most: the session's holders are Mono10 sized, 2 bytes per pixel.
+    QString error;
+    auto session = fixture_.connect("[resource]\nmaxBitsPerPixel=16\n", &error);
+    QVERIFY2(session, qPrintable(error));
+    DisconnectAtEnd guard{session.get()};
+    session->SetEnumByString("PixelFormat", "RGB8");
+    session->StartAcquisition();
+    QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount > 2, 20000);
+    const QString path = file("too-deep.avi");
+    try {
+        session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
+        QFAIL("StartRecording did not fail");
+    } catch (const CKorvatinException& e) {
+        const QString expected = QString("a %1 x %2 colour frame needs %3 bytes, but the recording "
+                                         "buffers hold %4 (resource/maxBitsPerPixel 16 is too low "
+                                         "for colour; 17 or more is needed)")
+                                     .arg(kWidth)
+                                     .arg(kHeight)
+                                     .arg(kWidth * kHeight * 3)
+                                     .arg(session->ConvertedFrame(0)->BufferSize());
+        QCOMPARE(QString(e.what()), expected);
+    }
+    QVERIFY(!session->IsRecording());
+    QVERIFY(!QFile::exists(path));
+    // Grey still records with those buffers, once the colour frames still on their way (at most
+    // the 10 stream buffers and the 7 spares) have passed.
+    session->SetEnumByString("PixelFormat", "Mono8");
+    const uint32_t counted = session->grabbedFrameCount;
+    QTRY_VERIFY_WITH_TIMEOUT(session->grabbedFrameCount > counted + 20, 20000);
+    const QString grey = file("grey-with-two-bytes.avi");
+    session->StartRecording(grey.toLocal8Bit().constData(), 0, 5);
+    QTRY_VERIFY_WITH_TIMEOUT(!session->IsRecording(), 20000);
+    const Probe probed = probe(grey);
+    QVERIFY2(probed.ok, qPrintable(probed.error));
+    QCOMPARE(probed.frames, 5);
 }
 
 QTEST_GUILESS_MAIN(TestAviRecording)

@@ -168,9 +168,9 @@ void TestCamsimFeatures::enumerationOffersEveryPixelFormat() {
         formats << values[i];
     g_free(values);
     const QStringList expected{
-        "Mono8",     "Mono10",    "Mono12",   "Mono16",   "Mono10Packed", "Mono12Packed",
-        "BayerGR8",  "BayerRG8",  "BayerGB8", "BayerBG8", "BayerGR12",    "BayerRG12",
-        "BayerGB12", "BayerBG12", "RGB8",     "BGR8",     "YUV422_8"};
+        "Mono8",        "Mono10",    "Mono12",    "Mono16",   "Mono8Signed", "Mono10Packed",
+        "Mono12Packed", "BayerGR8",  "BayerRG8",  "BayerGB8", "BayerBG8",    "BayerGR12",
+        "BayerRG12",    "BayerGB12", "BayerBG12", "RGB8",     "BGR8",        "YUV422_8"};
     QCOMPARE(formats, expected);
     QVERIFY(ARV_IS_GC_BOOLEAN(host_.node("LUTEnable")));
     QVERIFY(ARV_IS_GC_COMMAND(host_.node("DeviceReset")));

@@ -597,6 +597,34 @@ private slots:
         QVERIFY(!window->Session()->IsRecording());
     }
 
+    void recordingEndedByANewImageSizeShowsWhyAndWhatTheFileHolds() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.11.81", {"--width", "64", "--height", "16"});
+        QVERIFY(window);
+        const QString path = m_dir.filePath("resized.avi");
+        withDialog<CDialogRecordingSettings>(
+            window.get(),
+            [&] { window->findChild<QPushButton*>("pushButton_recording_settings")->click(); },
+            [&](CDialogRecordingSettings& dialog) {
+                dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
+                dialog.accept();
+            });
+        MessageBoxWatcher boxes;
+        window->findChild<QPushButton*>("pushButton_record")->click();
+        QVERIFY(window->Session()->IsRecording());
+        QTRY_VERIFY_WITH_TIMEOUT(window->Session()->RecordedFileFrames() >= 2, 20000);
+        // The width changes under the recording, as from the feature tree.
+        window->Session()->SetUInt32("Width", 32);
+        QTRY_COMPARE_WITH_TIMEOUT(boxes.texts.size(), 1, 20000);
+        QVERIFY(!window->Session()->IsRecording());
+        QCOMPARE(boxes.texts.first(),
+                 QString("The recording stopped: the image size changed from 64 x 16 to 32 x 16; "
+                         "%1 holds the %2 frames recorded until then.")
+                     .arg(path)
+                     .arg(window->Session()->RecordedFileFrames()));
+        QVERIFY(window->IsConnected());
+    }
+
     void aboutShowsTheVersionsFromTheWindow() {
         auto window = OpenWindow(0);
         QVERIFY(window);

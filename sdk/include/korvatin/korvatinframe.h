@@ -58,6 +58,12 @@ public:
     // small for the result.
     QRN_ERROR Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth, uint32_t flag,
                       void* context);
+    // What Convert(source, code, bitDepth, ...) would give, without converting: the result's
+    // pixel type and size in bytes. Returns what Convert would for the source (QRN_ERR_UNSUPPORTED
+    // for a format it does not know, QRN_ERR_INVALID for a source it cannot read); the
+    // destination's size is the caller's to compare with `bytes`.
+    static QRN_ERROR ConvertedLayout(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
+                                     uint32_t* pixelType, size_t* bytes);
 
     // For the SDK's own use: describe a buffer.
     void Describe(uint8_t* data, size_t dataSize, size_t bufferSize, uint32_t stride,
