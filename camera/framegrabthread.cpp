@@ -58,6 +58,7 @@ void CFrameGrabThread::run() {
             // No spare free (display and recorder both behind): the image is dropped by the
             // application and its buffer reused at once.
             session.QueueFrame(&received);
+            ++session.framesWithoutSpare;
         }
     }
 }

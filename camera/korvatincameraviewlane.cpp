@@ -110,6 +110,7 @@ void CKorvatinCameraViewlane::StartGrab() {
         throw CKorvatinException(kGrabStartedAlready, kSessionError);
 
     grabbedFrameCount = 0;
+    framesWithoutSpare = 0;
     // A stream that does not start shows as no frame arriving; the grab thread only waits.
     StartStream(nullptr);
     m_rawFramesAllocated = 0;

@@ -170,6 +170,10 @@ public:
     // Frames received since the stream started. Written by the grab thread, read without a lock
     // by the frame-rate timer on the GUI thread; atomic so that each read sees a whole count.
     std::atomic<uint32_t> grabbedFrameCount{0};
+    // Frames the grab thread received while no spare wrapper was free, and so gave straight back
+    // to the stream: frames lost by the application, not by the network. Since the stream
+    // started.
+    std::atomic<uint32_t> framesWithoutSpare{0};
 
 private:
     QString m_xmlFilePath;         // empty: the camera's own description
