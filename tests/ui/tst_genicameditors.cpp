@@ -974,6 +974,22 @@ private slots:
         QCOMPARE(Child<QLineEdit>(gain.get(), "lineEdit")->text(), QString("12.5"));
     }
 
+    void readOnlyTextShowsItsStartWithTheWholeTextAsToolTip() {
+        auto info = Built<CGENiCAMStringFrame>(camera_, "DeviceManufacturerInfo");
+        auto* text = Child<QLineEdit>(info.get(), "lineEdit");
+        const QString whole = "Simulated camera of Korvatin Viewlane";
+        QCOMPARE(text->text(), whole);
+        QCOMPARE(text->cursorPosition(), 0);
+        QCOMPARE(text->toolTip(), whole);
+        // A refresh from the node shows the start again.
+        text->end(false);
+        info->UpdateFromNode();
+        QCOMPARE(text->cursorPosition(), 0);
+        // A text the user may edit gets no tool tip.
+        auto user = Built<CGENiCAMStringFrame>(camera_, "DeviceUserID");
+        QVERIFY(Child<QLineEdit>(user.get(), "lineEdit")->toolTip().isEmpty());
+    }
+
     // ---- forms ----
 
     void formsHaveTheirObjectsAndGeometry() {
