@@ -17,8 +17,10 @@
 #include <QActionGroup>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QHeaderView>
 #include <QIntValidator>
 #include <QLabel>
+#include <QSplitter>
 #include <QTimer>
 
 MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
@@ -50,6 +52,13 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->widgetGrabbedFrame->resize(1000, ui->widgetGrabbedFrame->height());
     ui->treeWidgetGenICam->setColumnWidth(0, 250);
     ui->treeWidgetGenICam->setColumnWidth(1, 500);
+    // Fitting the name column to its contents measures every row, not only the first thousand.
+    ui->treeWidgetGenICam->header()->setResizeContentsPrecision(-1);
+    // Only a drag of the handle emits splitterMoved(), never setSizes() or a resized window.
+    connect(ui->splitter, &QSplitter::splitterMoved, this, [this](int /*pos*/, int index) {
+        if (index == ui->splitter->indexOf(ui->frameRight))
+            m_panelWidthByUser = true;
+    });
     // The central widget's black background cascades to every descendant, the feature editors
     // placed in the tree included; the tree's own rule covers only the tree. The editors sit in
     // its viewport, whose white background they inherit instead.

@@ -106,6 +106,14 @@ public:
     void BuildGENiCAMTree();
     void ClearGENiCAMNodeCallbacks();
     void ClearReadonlyNodesPolling();
+    // Sizes the feature tree's name column to the widest name and its value column to the widest
+    // editor. Unless the user has moved the panel's splitter handle, the panel then takes from the
+    // display's width what it lacks to show both columns without a horizontal scroll bar; it is
+    // never made narrower.
+    void FitFeaturePanel();
+    // True once the user has moved the splitter handle beside the feature panel: from then on
+    // the panel keeps the width they gave it, across disconnects and reconnects.
+    bool PanelWidthSetByUser() const { return m_panelWidthByUser; }
 
 signals:
     // True after a successful connect, false by every disconnect; switches the widgets that need
@@ -241,6 +249,7 @@ private:
     QLabel* m_labelZoom = nullptr;
 
     bool m_connected = false;
+    bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle
     bool m_sessionJobDialogOpen = false;    // RunSessionJobDialog runs its dialog
     bool m_connectionLostMeanwhile = false; // the connection was lost while it did
     bool m_displayEnabled = true;

@@ -18,9 +18,14 @@
 
 #include <korvatin/korvatinexception.h>
 
+#include <QHeaderView>
+#include <QScrollBar>
+#include <QSplitter>
 #include <QTimer>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 
+#include <algorithm>
 #include <exception>
 #include <list>
 #include <vector>
@@ -77,8 +82,50 @@ void MainWindow::LoadGENiCAMTree() {
         error = std::current_exception();
     }
     ui->treeWidgetGenICam->expandAll();
+    FitFeaturePanel();
     if (error)
         std::rethrow_exception(error);
+}
+
+void MainWindow::FitFeaturePanel() {
+    QTreeWidget* tree = ui->treeWidgetGenICam;
+    if (tree->topLevelItemCount() == 0)
+        return;
+
+    tree->resizeColumnToContents(0);
+    // An editor in a cell is given the cell's width within its own limits: the column is as wide
+    // as the widest editor wants to be.
+    int valueWidth = tree->header()->sectionSizeHint(1);
+    for (QTreeWidgetItemIterator it(tree); *it; ++it) {
+        QWidget* editor = tree->itemWidget(*it, 1);
+        if (!editor)
+            continue;
+        editor->ensurePolished();
+        const int wanted =
+            std::clamp(editor->sizeHint().width(), editor->minimumWidth(), editor->maximumWidth());
+        valueWidth = std::max(valueWidth, wanted);
+    }
+    tree->setColumnWidth(1, valueWidth);
+
+    if (m_panelWidthByUser)
+        return;
+    // The vertical scroll bar is counted whether or not it shows, so that a tree growing past
+    // the panel's height does not bring the horizontal one back.
+    const QMargins margins = ui->frameRight->layout()->contentsMargins();
+    const int needed = tree->columnWidth(0) + valueWidth + 2 * tree->frameWidth() +
+                       tree->verticalScrollBar()->sizeHint().width() + margins.left() +
+                       margins.right() + 2 * ui->frameRight->frameWidth();
+    QList<int> sizes = ui->splitter->sizes();
+    const int panel = ui->splitter->indexOf(ui->frameRight);
+    const int display = ui->splitter->indexOf(ui->frameCentral);
+    const int missing = needed - sizes[panel];
+    if (missing <= 0)
+        return;
+    const int displayMinimum = std::max(0, ui->frameCentral->minimumSizeHint().width());
+    const int taken = std::min(missing, std::max(0, sizes[display] - displayMinimum));
+    sizes[display] -= taken;
+    sizes[panel] += taken;
+    ui->splitter->setSizes(sizes);
 }
 
 void MainWindow::BuildGENiCAMTree() {

@@ -1,10 +1,12 @@
 // The editor of a Float node: a slider in hundredths of the unit, a text and the unit.
 #include "genicamfloatframe.h"
 
+#include "textfieldwidth.h"
 #include "ui_genicamfloatframe.h"
 
 #include <QAbstractSlider>
 
+#include <algorithm>
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -40,6 +42,9 @@ CGENiCAMFloatFrame::CGENiCAMFloatFrame(CKorvatinGenICamNodeT node, QWidget* pare
     connect(ui->horizontalSlider, &QAbstractSlider::actionTriggered, this,
             &CGENiCAMFloatFrame::horizontalSlider_actionTriggered);
     ui->lineEdit->setValidator(&m_validator);
+    m_formMaximumWidth = maximumWidth();
+    m_formTextMaximumWidth = ui->lineEdit->maximumWidth();
+    m_formUnitMaximumWidth = ui->lineEditUnit->maximumWidth();
 }
 
 CGENiCAMFloatFrame::~CGENiCAMFloatFrame() {
@@ -65,12 +70,23 @@ void CGENiCAMFloatFrame::UpdateFromNode() {
     ui->horizontalSlider->setMinimum(Truncate(min * 100) / m_inc);
     ui->horizontalSlider->setValue(Truncate(value * 100) / m_inc);
 
-    ui->lineEditUnit->setText(QString::fromUtf8(unit));
+    const QString unitText = QString::fromUtf8(unit);
+    ui->lineEditUnit->setText(unitText);
 
     m_validator.setRange(min, max, 2);
     m_validator.SetScale(m_inc);
 
     ui->lineEdit->setText(ValueText(value));
+
+    const bool textFitted = textfieldwidth::Fit(
+        *ui->lineEdit, {ValueText(min), ValueText(max), ValueText(value)}, m_formTextMaximumWidth);
+    const bool unitFitted =
+        textfieldwidth::Fit(*ui->lineEditUnit, {unitText}, m_formUnitMaximumWidth);
+    if (textFitted || unitFitted) {
+        // The layout of an editor not shown yet does not hear of its fields' new limits.
+        layout()->invalidate();
+        setMaximumWidth(std::max(m_formMaximumWidth, sizeHint().width()));
+    }
 }
 
 void CGENiCAMFloatFrame::lineEdit_returnPressed() {

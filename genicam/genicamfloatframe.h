@@ -25,7 +25,8 @@ public:
     // not move the slider).
     void InitFromNode() override;
     // Reads minimum, maximum, value and unit into slider, validator, text and unit field. The
-    // text colour is left as it is.
+    // text colour is left as it is. Text and unit fields widen past their form's width when the
+    // minimum, the maximum, the value or the unit would not show whole, and the editor with them.
     void UpdateFromNode() override;
 
 private slots:
@@ -41,4 +42,7 @@ private:
     std::unique_ptr<Ui::CGENiCAMFloatFrame> ui;
     int m_inc = 1;                     // the slider step divisor, always 1
     CScaleDoubleValidator m_validator; // installed on the line edit
+    int m_formMaximumWidth = 0;        // the editor's maximum width as its form sets it
+    int m_formTextMaximumWidth = 0;    // the text field's maximum width as its form sets it
+    int m_formUnitMaximumWidth = 0;    // the unit field's maximum width as its form sets it
 };

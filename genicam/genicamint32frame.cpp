@@ -1,10 +1,12 @@
 // Shared editor of 32-bit integer nodes: a slider in steps of the node's increment beside a text.
 #include "genicamint32frame.h"
 
+#include "textfieldwidth.h"
 #include "ui_genicamint32frame.h"
 
 #include <QAbstractSlider>
 
+#include <algorithm>
 #include <exception>
 
 namespace {
@@ -34,6 +36,8 @@ CGENiCAMInt32Frame::CGENiCAMInt32Frame(CKorvatinGenICamNodeT node, QWidget* pare
     connect(ui->horizontalSlider, &QAbstractSlider::actionTriggered, this,
             &CGENiCAMInt32Frame::horizontalSlider_actionTriggered);
     ui->lineEdit->setValidator(&m_validator);
+    m_formMaximumWidth = maximumWidth();
+    m_formTextMaximumWidth = ui->lineEdit->maximumWidth();
 }
 
 CGENiCAMInt32Frame::~CGENiCAMInt32Frame() {
@@ -64,6 +68,14 @@ void CGENiCAMInt32Frame::UpdateFromNode() {
     m_validator.SetScale(inc);
 
     ui->lineEdit->setText(QString::number(value));
+
+    if (textfieldwidth::Fit(*ui->lineEdit,
+                            {QString::number(min), QString::number(max), QString::number(value)},
+                            m_formTextMaximumWidth)) {
+        // The layout of an editor not shown yet does not hear of its field's new limits.
+        layout()->invalidate();
+        setMaximumWidth(std::max(m_formMaximumWidth, sizeHint().width()));
+    }
 }
 
 void CGENiCAMInt32Frame::lineEdit_returnPressed() {

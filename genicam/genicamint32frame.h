@@ -26,7 +26,8 @@ public:
     // not move the slider).
     void InitFromNode() override;
     // Reads increment, minimum, maximum and value, in that order, into slider, validator and
-    // text. The text colour is left as it is.
+    // text. The text colour is left as it is. The text field widens past its form's width when
+    // the minimum, the maximum or the value would not show whole in it, and the editor with it.
     void UpdateFromNode() override;
 
     // The node's accessors, one SDK call each.
@@ -47,4 +48,6 @@ protected:
     std::unique_ptr<Ui::CGENiCAMInt32Frame> ui;
     int m_inc = 1;                  // the node's increment as last read, never 0
     CScaleIntValidator m_validator; // installed on the line edit
+    int m_formMaximumWidth = 0;     // the editor's maximum width as its form sets it
+    int m_formTextMaximumWidth = 0; // the text field's maximum width as its form sets it
 };

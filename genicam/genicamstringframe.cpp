@@ -18,7 +18,8 @@ QSize CGENiCAMStringFrame::sizeHint() const {
 }
 
 void CGENiCAMStringFrame::InitFromNode() {
-    if (m_node.AccessMode() != CKorvatinGenICamNodeT::RO)
+    m_readOnly = m_node.AccessMode() == CKorvatinGenICamNodeT::RO;
+    if (!m_readOnly)
         ui->lineEdit->setMaxLength(m_node.GetStringMaxLength());
 }
 
@@ -28,6 +29,11 @@ void CGENiCAMStringFrame::UpdateFromNode() {
     m_node.GetString(text, sizeof text, nullptr, 0);
     m_value = QString::fromUtf8(text, int(strnlen(text, kShownBytes)));
     ui->lineEdit->setText(m_value);
+    if (m_readOnly) {
+        // setText() leaves the cursor at the end, which scrolls a long text to its end.
+        ui->lineEdit->home(false);
+        ui->lineEdit->setToolTip(m_value);
+    }
 }
 
 void CGENiCAMStringFrame::on_lineEdit_returnPressed() {

@@ -20,7 +20,9 @@ public:
 
     // Limits the text to the node's maximum length, except for a read-only node.
     void InitFromNode() override;
-    // Shows the node's text, at most its first 128 bytes, and remembers it.
+    // Shows the node's text, at most its first 128 bytes, and remembers it. A read-only text is
+    // shown from its start, with the whole text as the field's tool tip, since a long one does
+    // not fit the field.
     void UpdateFromNode() override;
 
     // The form places the line edit without a layout, so the frame has no size hint of its own:
@@ -37,6 +39,7 @@ private:
     static constexpr unsigned long kShownBytes = 128;
 
     std::unique_ptr<Ui::CGENiCAMStringFrame> ui;
+    bool m_readOnly = false; // the node's access mode was RO when the editor was configured
     // The text last read from or committed to the node. It is set before the write, so a
     // refused text stays in the field until the next refresh from the node.
     QString m_value;

@@ -81,6 +81,8 @@ QByteArray ForeignDescription() {
         "    <pFeature>LockableFlag</pFeature>\n"
         "    <pFeature>Lock</pFeature>\n"
         "    <pFeature>ModeSelect</pFeature>\n"
+        "    <pFeature>WideSigned</pFeature>\n"
+        "    <pFeature>WideUnit</pFeature>\n"
         "  </Category>\n"
         "  <Integer Name=\"ZeroIncrement\">\n"
         "    <DisplayName>Zero Increment</DisplayName>\n"
@@ -160,6 +162,15 @@ QByteArray ForeignDescription() {
         "  <Integer Name=\"ModeValue\">\n"
         "    <Value>0</Value><Min>0</Min><Max>2</Max>\n"
         "  </Integer>\n"
+        "  <Integer Name=\"WideSigned\">\n"
+        "    <DisplayName>Wide Signed</DisplayName>\n"
+        "    <Value>-2000000000</Value><Min>-2147483648</Min><Max>2147483647</Max>\n"
+        "  </Integer>\n"
+        "  <Float Name=\"WideUnit\">\n"
+        "    <DisplayName>Wide Unit</DisplayName>\n"
+        "    <Value>123456</Value><Min>-1000000</Min><Max>1000000</Max>\n"
+        "    <Unit>counts per second</Unit>\n"
+        "  </Float>\n"
         "  <Port Name=\"Device\"/>\n"
         "</RegisterDescription>\n";
     xml.replace("@LONG@", LongDisplayName().toUtf8());
@@ -917,6 +928,35 @@ private slots:
 
     // ---- floats ----
 
+    void numberFieldsWidenToShowTheWholeRangeAndUnit() {
+        auto wide = Built<CGENiCAMSignedInt32Frame>(foreign_camera_, "WideSigned");
+        auto rate = Built<CGENiCAMFloatFrame>(foreign_camera_, "WideUnit");
+        for (CGENiCAMFrame* editor :
+             {static_cast<CGENiCAMFrame*>(wide.get()), static_cast<CGENiCAMFrame*>(rate.get())}) {
+            // Its limits let the editor take its natural width, which its fields now count in.
+            QVERIFY(editor->maximumWidth() >= editor->sizeHint().width());
+            editor->resize(editor->sizeHint());
+            editor->layout()->activate();
+        }
+        auto* text = Child<QLineEdit>(wide.get(), "lineEdit");
+        QCOMPARE(text->text(), QString("-2000000000"));
+        QVERIFY(text->maximumWidth() > 71);
+        for (const char* number : {"-2000000000", "-2147483648", "2147483647"})
+            QVERIFY2(uitest::ShowsWhole(*text, number), number);
+        auto* value = Child<QLineEdit>(rate.get(), "lineEdit");
+        QCOMPARE(value->text(), QString("123456"));
+        for (const char* number : {"123456", "-1e+06", "1e+06"})
+            QVERIFY2(uitest::ShowsWhole(*value, number), number);
+        auto* unit = Child<QLineEdit>(rate.get(), "lineEditUnit");
+        QCOMPARE(unit->text(), QString("counts per second"));
+        QVERIFY(unit->maximumWidth() > 71);
+        QVERIFY(uitest::ShowsWhole(*unit, unit->text()));
+        // A short number keeps the form's width.
+        auto width = Built<CGENiCAMUnsignedInt32Frame>(camera_, "Width");
+        QCOMPARE(Child<QLineEdit>(width.get(), "lineEdit")->maximumWidth(), 71);
+        QCOMPARE(width->maximumWidth(), 248);
+    }
+
     void floatRangeGivesSliderInHundredths() {
         foreign_camera_.SetDouble("SmallFloat", 0.5);
         auto small = Built<CGENiCAMFloatFrame>(foreign_camera_, "SmallFloat");
@@ -973,6 +1013,22 @@ private slots:
         camera_.SetDouble("Gain", 12.5);
         QCOMPARE(slider->value(), 1250);
         QCOMPARE(Child<QLineEdit>(gain.get(), "lineEdit")->text(), QString("12.5"));
+    }
+
+    void readOnlyTextShowsItsStartWithTheWholeTextAsToolTip() {
+        auto info = Built<CGENiCAMStringFrame>(camera_, "DeviceManufacturerInfo");
+        auto* text = Child<QLineEdit>(info.get(), "lineEdit");
+        const QString whole = "Simulated camera of Korvatin Viewlane";
+        QCOMPARE(text->text(), whole);
+        QCOMPARE(text->cursorPosition(), 0);
+        QCOMPARE(text->toolTip(), whole);
+        // A refresh from the node shows the start again.
+        text->end(false);
+        info->UpdateFromNode();
+        QCOMPARE(text->cursorPosition(), 0);
+        // A text the user may edit gets no tool tip.
+        auto user = Built<CGENiCAMStringFrame>(camera_, "DeviceUserID");
+        QVERIFY(Child<QLineEdit>(user.get(), "lineEdit")->toolTip().isEmpty());
     }
 
     // ---- forms ----

@@ -8,10 +8,13 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPair>
 #include <QString>
 #include <QStringList>
+#include <QStyle>
+#include <QStyleOptionFrame>
 #include <QTest>
 #include <QTimer>
 #include <QWidget>
@@ -28,6 +31,23 @@ inline QString SaveScreenshot(QWidget* widget, const QString& name) {
     const QString path = dir + "/" + name + ".png";
     widget->grab().save(path);
     return path;
+}
+
+// True when `text` fits `edit` whole, with the text cursor after it: the room QLineEdit's own
+// painting leaves for text between its frame, text margins and fixed side margins.
+inline bool ShowsWhole(const QLineEdit& edit, const QString& text) {
+    QStyleOptionFrame option;
+    option.initFrom(&edit);
+    option.rect = edit.rect();
+    option.lineWidth = edit.hasFrame()
+                           ? edit.style()->pixelMetric(QStyle::PM_DefaultFrameWidth, &option, &edit)
+                           : 0;
+    const QRect contents =
+        edit.style()->subElementRect(QStyle::SE_LineEditContents, &option, &edit);
+    const QMargins margins = edit.textMargins();
+    constexpr int kSideMargin = 2; // QLineEdit's fixed horizontal margin on either side
+    const int room = contents.width() - margins.left() - margins.right() - 2 * kSideMargin;
+    return edit.fontMetrics().horizontalAdvance(text) + 1 <= room;
 }
 
 // True on a platform that shows real windows (the X server the tests run under).
