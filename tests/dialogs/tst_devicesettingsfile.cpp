@@ -85,7 +85,9 @@ QStringList runDialog(QDialog& dialog, const QString& buttonName, const QString&
     dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
     dialog.findChild<QPushButton*>(buttonName)->click();
     auto* job = static_cast<CDialogProgressThreadEvent*>(&dialog);
-    [&] { QTRY_VERIFY_WITH_TIMEOUT(!boxes.texts.isEmpty() && !job->IsBusy(), 60000); }();
+    [&] {
+        QVERIFY(uitest::WaitFor([&] { return !boxes.texts.isEmpty() && !job->IsBusy(); }, 60000));
+    }();
     return boxes.texts;
 }
 

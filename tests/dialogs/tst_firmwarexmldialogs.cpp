@@ -184,7 +184,7 @@ private slots:
         dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
         dialog.findChild<QPushButton*>("pushButton_upgrade")->click();
         QVERIFY(
-            QTest::qWaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
+            uitest::WaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
         QCOMPARE(seen.events.first().first, 1);
         QCOMPARE(seen.events.last().first, 4);
         QVERIFY(seen.busyAtStart);
@@ -230,7 +230,7 @@ private slots:
         QCOMPARE(AddressLabel(dialog), QString("Writing to address: 0x30000000"));
         dialog.findChild<QPushButton*>("pushButton_upgrade")->click();
         QVERIFY(
-            QTest::qWaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
+            uitest::WaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
         QCOMPARE(labelWhileBusy, QString("Writing to address: 0x30000000"));
         // Event 4 rewrites the label from the keys now held: none.
         QCOMPARE(AddressLabel(dialog), QString("Writing to address: 0x30800000"));
@@ -256,7 +256,7 @@ private slots:
         dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(typed);
         dialog.findChild<QPushButton*>("pushButton_upgrade")->click();
         QVERIFY(
-            QTest::qWaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
+            uitest::WaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
         QCOMPARE(ReadAll(m_dir.filePath("500003-firmware.bin")), image);
     }
 
@@ -279,7 +279,7 @@ private slots:
         dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
         dialog.findChild<QPushButton*>("pushButton_upgrade")->click();
         QVERIFY(
-            QTest::qWaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
+            uitest::WaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
         QVERIFY(visibleAfterEscape);
         QVERIFY(messages.texts.contains("Dialoge can't be closed during progress"));
         QVERIFY(dialog.isVisible());
@@ -299,7 +299,7 @@ private slots:
         dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(m_dir.filePath("missing.xml"));
         dialog.findChild<QPushButton*>("pushButton_program")->click();
         QVERIFY(
-            QTest::qWaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
+            uitest::WaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
         QCOMPARE(seen.events.last().first, 4);
         QVERIFY(!messages.texts.isEmpty());
         QVERIFY2(messages.texts.last().contains("missing.xml"), qPrintable(messages.texts.last()));
@@ -324,7 +324,7 @@ private slots:
         dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
         dialog.findChild<QPushButton*>("pushButton_program")->click();
         QVERIFY(
-            QTest::qWaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
+            uitest::WaitFor([&] { return seen.finished == 1 && !dialog.IsBusy(); }, kJobWaitMs));
         QCOMPARE(seen.events.first().first, 1);
         QCOMPARE(dialog.findChild<QProgressBar*>("progressBar")->value(), 100);
         QVERIFY(!ReadAll(m_dir.filePath("500006-description.xml")).isEmpty() ||

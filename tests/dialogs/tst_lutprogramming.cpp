@@ -304,7 +304,7 @@ void TestLutProgramming::invertingTableFromTheDialogInvertsTheImage() {
     dialog.show();
     dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
     dialog.findChild<QPushButton*>("pushButton_program")->click();
-    QTRY_VERIFY_WITH_TIMEOUT(!boxes.texts.isEmpty() && !dialog.IsBusy(), 60000);
+    QVERIFY(uitest::WaitFor([&] { return !boxes.texts.isEmpty() && !dialog.IsBusy(); }, 60000));
     QCOMPARE(boxes.texts, QStringList{"Program is completed successfully"});
     QCOMPARE(dialog.findChild<QProgressBar*>("progressBar")->value(), 100);
     uitest::SaveScreenshot(&dialog, "dialog_program_lut");

@@ -40,7 +40,7 @@ bool RunJob(CDialogProgressThreadEvent& dialog, const QString& button, const QSt
         Qt::QueuedConnection);
     dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
     dialog.findChild<QPushButton*>(button)->click();
-    return QTest::qWaitFor(
+    return uitest::WaitFor(
         [&] {
             return finished && !dialog.IsBusy() && QApplication::activeModalWidget() == &dialog;
         },

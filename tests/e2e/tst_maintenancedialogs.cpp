@@ -74,7 +74,7 @@ bool runJob(QDialog& dialog, const QString& button, const QString& fileName) {
         Qt::QueuedConnection);
     dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
     dialog.findChild<QPushButton*>(button)->click();
-    return QTest::qWaitFor(
+    return uitest::WaitFor(
         [&] { return finished && !job->IsBusy() && QApplication::activeModalWidget() == &dialog; },
         kJobWaitMs);
 }
