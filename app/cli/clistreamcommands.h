@@ -21,7 +21,7 @@ public:
     ~CCliStreamCommands();
 
     // Receives options.frames frames and prints frames received, frames dropped, frames per
-    // second and megabytes per second.
+    // second and megabytes per second, then the packets resent and the frames incomplete.
     void Grab(const std::string& device);
     // Records options.frames frames (0: until interrupted) into `file` and waits until the
     // recording has ended.
