@@ -98,6 +98,24 @@ uint64_t nextBlockId(uint64_t id) {
     return id >= 0xFFFF ? 1 : id + 1;
 }
 
+// Receives `count` frames from a running stream, queueing each again at once; every one must be
+// whole (the simulator's ramp). Appends their block ids and notes the buffers they came in.
+// False at the first frame that does not arrive within 3 s, is not whole or cannot be queued.
+bool receiveWhole(CKorvatinCamera& camera, int count, std::vector<uint64_t>* ids,
+                  std::set<void*>* handles = nullptr) {
+    CKorvatinFrame received;
+    for (int i = 0; i < count; ++i) {
+        if (camera.GetFrame(&received, 3000) != QRN_OK || !isRamp(received))
+            return false;
+        ids->push_back(received.BlockId());
+        if (handles)
+            handles->insert(received.BufferHandle());
+        if (camera.QueueFrame(&received) != QRN_OK)
+            return false;
+    }
+    return true;
+}
+
 // Block ids missing between consecutive ids of `ids`, and the number of runs they form.
 struct Gaps {
     uint64_t missing = 0;
@@ -314,15 +332,9 @@ private slots:
         QCOMPARE(camera.StartStream(nullptr), QRN_OK);
         QVERIFY(buffers.queueAll());
         camera.ClearDroppedFrameCount();
-        CKorvatinFrame received;
         std::vector<uint64_t> ids;
-        for (int i = 0; i < 30; ++i) {
-            QCOMPARE(camera.GetFrame(&received, 3000), QRN_OK);
-            // Whatever is handed out is whole: every packet arrived or was resent.
-            QVERIFY(isRamp(received));
-            ids.push_back(received.BlockId());
-            QCOMPARE(camera.QueueFrame(&received), QRN_OK);
-        }
+        // Whatever is handed out is whole: every packet arrived or was resent.
+        QVERIFY(receiveWhole(camera, 30, &ids));
         const uint32_t dropped = camera.GetDroppedFrameCount();
         const uint64_t resent = camera.GetResentPacketCount();
         QCOMPARE(camera.StopStream(), QRN_OK);
@@ -353,14 +365,8 @@ private slots:
         // hold.
         const uint32_t sentBefore = camera.GetUInt32("FrameCounter");
         QTRY_VERIFY_WITH_TIMEOUT(camera.GetUInt32("FrameCounter") >= sentBefore + 15, 10000);
-        CKorvatinFrame received;
         std::vector<uint64_t> ids;
-        for (int i = 0; i < 10; ++i) {
-            QCOMPARE(camera.GetFrame(&received, 3000), QRN_OK);
-            QVERIFY(isRamp(received));
-            ids.push_back(received.BlockId());
-            QCOMPARE(camera.QueueFrame(&received), QRN_OK);
-        }
+        QVERIFY(receiveWhole(camera, 10, &ids));
         const uint32_t dropped = camera.GetDroppedFrameCount();
         QCOMPARE(camera.StopStream(), QRN_OK);
         const Gaps gaps = gapsIn(ids);
@@ -393,13 +399,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(camera.GetUInt32("FrameCounter") >= sentBefore + 20, 10000);
         std::set<void*> handles;
         std::vector<uint64_t> ids;
-        for (int i = 0; i < 9; ++i) {
-            QCOMPARE(camera.GetFrame(&received, 3000), QRN_OK);
-            QVERIFY(isRamp(received));
-            handles.insert(received.BufferHandle());
-            ids.push_back(received.BlockId());
-            QCOMPARE(camera.QueueFrame(&received), QRN_OK);
-        }
+        QVERIFY(receiveWhole(camera, 9, &ids, &handles));
         // The first eight came one after the other, then a gap: the frames sent while all eight
         // were full.
         ids.pop_back();
