@@ -1,10 +1,10 @@
 // One simulated GigE Vision camera: its control channel (GVCP), registers, files and stream.
 #include "camera.h"
 
+#include "gvcp.h"
 #include "options.h"
+#include "registermap.h"
 
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -28,190 +28,11 @@ constexpr uint16_t kWriteRegCmd = 0x0082;
 constexpr uint16_t kReadMemCmd = 0x0084;
 constexpr uint16_t kWriteMemCmd = 0x0086;
 
-// Status codes.
-constexpr uint16_t kSuccess = 0x0000;
-constexpr uint16_t kNotImplemented = 0x8001;
-constexpr uint16_t kInvalidParameter = 0x8002;
-constexpr uint16_t kInvalidAddress = 0x8003;
-constexpr uint16_t kWriteProtect = 0x8004;
-constexpr uint16_t kBadAlignment = 0x8005;
-constexpr uint16_t kAccessDenied = 0x8006;
-constexpr uint16_t kLocalProblem = 0x8008;
-constexpr uint16_t kInvalidHeader = 0x800E;
-
 constexpr uint32_t kMaxMemoryAccess = 536;
-
-// Bootstrap registers.
-constexpr uint32_t kVersion = 0x0000;
-constexpr uint32_t kDeviceMode = 0x0004;
-constexpr uint32_t kMacHigh = 0x0008;
-constexpr uint32_t kMacLow = 0x000C;
-constexpr uint32_t kSupportedIpConfig = 0x0010;
-constexpr uint32_t kCurrentIpConfig = 0x0014;
-constexpr uint32_t kCurrentIp = 0x0024;
-constexpr uint32_t kCurrentMask = 0x0034;
-constexpr uint32_t kCurrentGateway = 0x0044;
-constexpr uint32_t kManufacturerName = 0x0048;
-constexpr uint32_t kModelName = 0x0068;
-constexpr uint32_t kDeviceVersion = 0x0088;
-constexpr uint32_t kManufacturerInfo = 0x00A8;
-constexpr uint32_t kSerialNumber = 0x00D8;
-constexpr uint32_t kUserName = 0x00E8;
-constexpr uint32_t kDiscoveryDataSize = 0x00F8;
-constexpr uint32_t kFirstUrl = 0x0200;
-constexpr uint32_t kSecondUrl = 0x0400;
-constexpr uint32_t kUrlSize = 512;
-constexpr uint32_t kNetworkInterfaces = 0x0600;
-constexpr uint32_t kPersistentIp = 0x064C;
-constexpr uint32_t kPersistentMask = 0x065C;
-constexpr uint32_t kPersistentGateway = 0x066C;
-constexpr uint32_t kMessageChannels = 0x0900;
-constexpr uint32_t kStreamChannels = 0x0904;
-constexpr uint32_t kGvcpCapability = 0x0934;
-constexpr uint32_t kHeartbeatTimeout = 0x0938;
-constexpr uint32_t kTickFrequencyHigh = 0x093C;
-constexpr uint32_t kTickFrequencyLow = 0x0940;
-constexpr uint32_t kTimestampControl = 0x0944;
-constexpr uint32_t kTimestampHigh = 0x0948;
-constexpr uint32_t kTimestampLow = 0x094C;
-constexpr uint32_t kGvcpConfiguration = 0x0954;
-constexpr uint32_t kControlChannelPrivilege = 0x0A00;
-constexpr uint32_t kStreamPort = 0x0D00;
-constexpr uint32_t kStreamPacketSize = 0x0D04;
-constexpr uint32_t kStreamPacketDelay = 0x0D08;
-constexpr uint32_t kStreamDestination = 0x0D18;
-constexpr uint32_t kStreamSourcePort = 0x0D1C;
-constexpr uint32_t kBootstrapEnd = 0x0E00;
-
-constexpr uint32_t kIpConfigPersistent = 1u << 0;
-constexpr uint32_t kIpConfigDhcp = 1u << 1;
-constexpr uint32_t kIpConfigLla = 1u << 2;
-constexpr uint32_t kPrivilegeExclusive = 1u << 0;
-constexpr uint32_t kPrivilegeControl = 1u << 1;
-constexpr uint32_t kHeartbeatDisable = 1u << 0;
-constexpr uint32_t kFireTestPacket = 1u << 31;
-constexpr uint32_t kDoNotFragment = 1u << 30;
-constexpr uint32_t kMinPacketSize = 576;
-constexpr uint32_t kMaxPacketSize = 65500;
-
-// Device registers of the built-in description.
-constexpr uint32_t kDeviceBase = 0x10000;
-constexpr uint32_t kDeviceSize = 0x400;
-constexpr uint32_t kWidth = 0x10000;
-constexpr uint32_t kHeight = 0x10004;
-constexpr uint32_t kOffsetX = 0x10008;
-constexpr uint32_t kOffsetY = 0x1000C;
-constexpr uint32_t kPixelFormat = 0x10010;
-constexpr uint32_t kPayloadSize = 0x10014;
-constexpr uint32_t kWidthMax = 0x10018;
-constexpr uint32_t kHeightMax = 0x1001C;
-constexpr uint32_t kAcquisitionMode = 0x10020;
-constexpr uint32_t kAcquisitionStart = 0x10024;
-constexpr uint32_t kAcquisitionStop = 0x10028;
-constexpr uint32_t kFrameRate = 0x1002C;
-constexpr uint32_t kExposure = 0x10030;
-constexpr uint32_t kHdrP1 = 0x10034;
-constexpr uint32_t kHdrP2 = 0x10038;
-constexpr uint32_t kTriggerMode = 0x1003C;
-constexpr uint32_t kTriggerSoftware = 0x10040;
-constexpr uint32_t kDeviceReset = 0x10044;
-constexpr uint32_t kFrameCounter = 0x10048;
-constexpr uint32_t kTemperature = 0x10050; // 8-byte IEEE double
-constexpr uint32_t kGain = 0x10058;        // 8-byte IEEE double
-constexpr uint32_t kBlackLevel = 0x10060;
-constexpr uint32_t kFocusPosition = 0x10064;
-constexpr uint32_t kTestPatternSeed = 0x10068;
-constexpr uint32_t kTestPatternMoving = 0x1006C;
-constexpr uint32_t kAutoOffsetX = 0x10070;
-constexpr uint32_t kAutoOffsetY = 0x10074;
-constexpr uint32_t kAutoSizeX = 0x10078;
-constexpr uint32_t kAutoSizeY = 0x1007C;
-constexpr uint32_t kLutEnable = 0x10080;
-constexpr uint32_t kLutIndex = 0x10084;
-constexpr uint32_t kLutValue = 0x10088;
-constexpr uint32_t kTlParamsLocked = 0x1008C;
-constexpr uint32_t kExposureMax = 0x10090; // the frame period while FrameRate is set
-constexpr uint32_t kLutIndexMin = 0x10094;
-constexpr uint32_t kLutIndexMax = 0x10098;
-constexpr uint32_t kLutIndexInc = 0x1009C;
-constexpr uint32_t kLutValueMin = 0x100A0;
-constexpr uint32_t kLutValueMax = 0x100A4;
-constexpr uint32_t kLutValueInc = 0x100A8;
-// The longest exposure in microseconds, also the limit while FrameRate is 0 (free running).
-constexpr uint32_t kExposureLimitUs = 1000000;
-constexpr uint32_t kFileSelector = 0x10200;
-constexpr uint32_t kFileOperationSelector = 0x10204;
-constexpr uint32_t kFileOpenMode = 0x10208;
-constexpr uint32_t kFileAccessOffset = 0x1020C;
-constexpr uint32_t kFileAccessLength = 0x10210;
-constexpr uint32_t kFileOperationStatus = 0x10214;
-constexpr uint32_t kFileOperationResult = 0x10218;
-constexpr uint32_t kFileOperationExecute = 0x1021C;
-constexpr uint32_t kFileSize = 0x10220;
-constexpr uint32_t kFileSizeMax = 0x10224;           // capacity of the selected slot
-constexpr uint32_t kDeviceFirmwareVersion = 0x10240; // 32 bytes
-constexpr const char* kBuiltInFirmwareVersion = "1.0.0";
-constexpr uint32_t kFileAccessBuffer = 0x11000;
-constexpr uint32_t kDescriptionAddress = 0xF0000000;
-
-uint16_t get16(const uint8_t* p) {
-    return uint16_t(p[0] << 8 | p[1]);
-}
-
-uint32_t get32(const uint8_t* p) {
-    return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
-}
-
-void put16(uint8_t* p, uint16_t v) {
-    p[0] = uint8_t(v >> 8);
-    p[1] = uint8_t(v);
-}
-
-void put32(uint8_t* p, uint32_t v) {
-    p[0] = uint8_t(v >> 24);
-    p[1] = uint8_t(v >> 16);
-    p[2] = uint8_t(v >> 8);
-    p[3] = uint8_t(v);
-}
 
 bool isZip(const std::vector<uint8_t>& bytes) {
     return bytes.size() >= 4 && bytes[0] == 'P' && bytes[1] == 'K' && bytes[2] == 3 &&
            bytes[3] == 4;
-}
-
-// The netmask of the interface that holds `address`, or 0 when no interface has it.
-uint32_t interfaceMaskOf(uint32_t address) {
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0)
-        return 0;
-    uint32_t result = 0;
-    for (ifaddrs* i = list; i; i = i->ifa_next) {
-        if (!i->ifa_addr || i->ifa_addr->sa_family != AF_INET || !i->ifa_netmask)
-            continue;
-        const uint32_t a = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
-        if (a == address)
-            result = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
-    }
-    freeifaddrs(list);
-    return result;
-}
-
-// The directed broadcast address a host may send discovery to for `address`, or 0. For an
-// address added to an interface as /32 that is the address itself, which the control socket
-// already receives.
-uint32_t directedBroadcastOf(uint32_t address) {
-    if ((address >> 24) == 127)
-        return 0x7FFFFFFF;
-    const uint32_t mask = interfaceMaskOf(address);
-    return mask != 0 && mask != 0xFFFFFFFF ? (address | ~mask) : 0;
-}
-
-// The subnet mask a camera reports: the interface's when the address is on one.
-uint32_t subnetMaskOf(uint32_t address) {
-    if ((address >> 24) == 127)
-        return 0xFF000000;
-    const uint32_t mask = interfaceMaskOf(address);
-    return mask != 0 ? mask : 0xFFFFFF00;
 }
 
 } // namespace

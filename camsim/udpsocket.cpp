@@ -2,12 +2,35 @@
 #include "udpsocket.h"
 
 #include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <utility>
+
+namespace {
+
+// The netmask of the interface that holds `address`, or 0 when no interface has it.
+uint32_t interfaceMaskOf(uint32_t address) {
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0)
+        return 0;
+    uint32_t result = 0;
+    for (ifaddrs* i = list; i; i = i->ifa_next) {
+        if (!i->ifa_addr || i->ifa_addr->sa_family != AF_INET || !i->ifa_netmask)
+            continue;
+        const uint32_t a = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
+        if (a == address)
+            result = ntohl(reinterpret_cast<sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
+    }
+    freeifaddrs(list);
+    return result;
+}
+
+} // namespace
 
 std::string ipv4ToString(uint32_t address) {
     in_addr a{};
@@ -31,6 +54,20 @@ sockaddr_in makeSocketAddress(uint32_t address, uint16_t port) {
     s.sin_addr.s_addr = htonl(address);
     s.sin_port = htons(port);
     return s;
+}
+
+uint32_t directedBroadcastOf(uint32_t address) {
+    if ((address >> 24) == 127)
+        return 0x7FFFFFFF;
+    const uint32_t mask = interfaceMaskOf(address);
+    return mask != 0 && mask != 0xFFFFFFFF ? (address | ~mask) : 0;
+}
+
+uint32_t subnetMaskOf(uint32_t address) {
+    if ((address >> 24) == 127)
+        return 0xFF000000;
+    const uint32_t mask = interfaceMaskOf(address);
+    return mask != 0 ? mask : 0xFFFFFF00;
 }
 
 CUdpSocket::~CUdpSocket() {

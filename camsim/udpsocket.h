@@ -12,6 +12,13 @@ std::string ipv4ToString(uint32_t address);
 bool ipv4FromString(const std::string& text, uint32_t* address);
 sockaddr_in makeSocketAddress(uint32_t address, uint16_t port);
 
+// The directed broadcast address a host may send discovery to for `address`, or 0. For an
+// address added to an interface as /32 that is the address itself, which the control socket
+// already receives.
+uint32_t directedBroadcastOf(uint32_t address);
+// The subnet mask a camera reports: the interface's when the address is on one.
+uint32_t subnetMaskOf(uint32_t address);
+
 class CUdpSocket {
 public:
     CUdpSocket() = default;

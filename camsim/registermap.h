@@ -1,0 +1,117 @@
+// Addresses, bits and limits of the simulated camera's bootstrap and device registers.
+#pragma once
+
+#include <cstdint>
+
+// Bootstrap registers.
+constexpr uint32_t kVersion = 0x0000;
+constexpr uint32_t kDeviceMode = 0x0004;
+constexpr uint32_t kMacHigh = 0x0008;
+constexpr uint32_t kMacLow = 0x000C;
+constexpr uint32_t kSupportedIpConfig = 0x0010;
+constexpr uint32_t kCurrentIpConfig = 0x0014;
+constexpr uint32_t kCurrentIp = 0x0024;
+constexpr uint32_t kCurrentMask = 0x0034;
+constexpr uint32_t kCurrentGateway = 0x0044;
+constexpr uint32_t kManufacturerName = 0x0048;
+constexpr uint32_t kModelName = 0x0068;
+constexpr uint32_t kDeviceVersion = 0x0088;
+constexpr uint32_t kManufacturerInfo = 0x00A8;
+constexpr uint32_t kSerialNumber = 0x00D8;
+constexpr uint32_t kUserName = 0x00E8;
+constexpr uint32_t kDiscoveryDataSize = 0x00F8;
+constexpr uint32_t kFirstUrl = 0x0200;
+constexpr uint32_t kSecondUrl = 0x0400;
+constexpr uint32_t kUrlSize = 512;
+constexpr uint32_t kNetworkInterfaces = 0x0600;
+constexpr uint32_t kPersistentIp = 0x064C;
+constexpr uint32_t kPersistentMask = 0x065C;
+constexpr uint32_t kPersistentGateway = 0x066C;
+constexpr uint32_t kMessageChannels = 0x0900;
+constexpr uint32_t kStreamChannels = 0x0904;
+constexpr uint32_t kGvcpCapability = 0x0934;
+constexpr uint32_t kHeartbeatTimeout = 0x0938;
+constexpr uint32_t kTickFrequencyHigh = 0x093C;
+constexpr uint32_t kTickFrequencyLow = 0x0940;
+constexpr uint32_t kTimestampControl = 0x0944;
+constexpr uint32_t kTimestampHigh = 0x0948;
+constexpr uint32_t kTimestampLow = 0x094C;
+constexpr uint32_t kGvcpConfiguration = 0x0954;
+constexpr uint32_t kControlChannelPrivilege = 0x0A00;
+constexpr uint32_t kStreamPort = 0x0D00;
+constexpr uint32_t kStreamPacketSize = 0x0D04;
+constexpr uint32_t kStreamPacketDelay = 0x0D08;
+constexpr uint32_t kStreamDestination = 0x0D18;
+constexpr uint32_t kStreamSourcePort = 0x0D1C;
+constexpr uint32_t kBootstrapEnd = 0x0E00;
+
+constexpr uint32_t kIpConfigPersistent = 1u << 0;
+constexpr uint32_t kIpConfigDhcp = 1u << 1;
+constexpr uint32_t kIpConfigLla = 1u << 2;
+constexpr uint32_t kPrivilegeExclusive = 1u << 0;
+constexpr uint32_t kPrivilegeControl = 1u << 1;
+constexpr uint32_t kHeartbeatDisable = 1u << 0;
+constexpr uint32_t kFireTestPacket = 1u << 31;
+constexpr uint32_t kDoNotFragment = 1u << 30;
+constexpr uint32_t kMinPacketSize = 576;
+constexpr uint32_t kMaxPacketSize = 65500;
+
+// Device registers of the built-in description.
+constexpr uint32_t kDeviceBase = 0x10000;
+constexpr uint32_t kDeviceSize = 0x400;
+constexpr uint32_t kWidth = 0x10000;
+constexpr uint32_t kHeight = 0x10004;
+constexpr uint32_t kOffsetX = 0x10008;
+constexpr uint32_t kOffsetY = 0x1000C;
+constexpr uint32_t kPixelFormat = 0x10010;
+constexpr uint32_t kPayloadSize = 0x10014;
+constexpr uint32_t kWidthMax = 0x10018;
+constexpr uint32_t kHeightMax = 0x1001C;
+constexpr uint32_t kAcquisitionMode = 0x10020;
+constexpr uint32_t kAcquisitionStart = 0x10024;
+constexpr uint32_t kAcquisitionStop = 0x10028;
+constexpr uint32_t kFrameRate = 0x1002C;
+constexpr uint32_t kExposure = 0x10030;
+constexpr uint32_t kHdrP1 = 0x10034;
+constexpr uint32_t kHdrP2 = 0x10038;
+constexpr uint32_t kTriggerMode = 0x1003C;
+constexpr uint32_t kTriggerSoftware = 0x10040;
+constexpr uint32_t kDeviceReset = 0x10044;
+constexpr uint32_t kFrameCounter = 0x10048;
+constexpr uint32_t kTemperature = 0x10050; // 8-byte IEEE double
+constexpr uint32_t kGain = 0x10058;        // 8-byte IEEE double
+constexpr uint32_t kBlackLevel = 0x10060;
+constexpr uint32_t kFocusPosition = 0x10064;
+constexpr uint32_t kTestPatternSeed = 0x10068;
+constexpr uint32_t kTestPatternMoving = 0x1006C;
+constexpr uint32_t kAutoOffsetX = 0x10070;
+constexpr uint32_t kAutoOffsetY = 0x10074;
+constexpr uint32_t kAutoSizeX = 0x10078;
+constexpr uint32_t kAutoSizeY = 0x1007C;
+constexpr uint32_t kLutEnable = 0x10080;
+constexpr uint32_t kLutIndex = 0x10084;
+constexpr uint32_t kLutValue = 0x10088;
+constexpr uint32_t kTlParamsLocked = 0x1008C;
+constexpr uint32_t kExposureMax = 0x10090; // the frame period while FrameRate is set
+constexpr uint32_t kLutIndexMin = 0x10094;
+constexpr uint32_t kLutIndexMax = 0x10098;
+constexpr uint32_t kLutIndexInc = 0x1009C;
+constexpr uint32_t kLutValueMin = 0x100A0;
+constexpr uint32_t kLutValueMax = 0x100A4;
+constexpr uint32_t kLutValueInc = 0x100A8;
+// The longest exposure in microseconds, also the limit while FrameRate is 0 (free running).
+constexpr uint32_t kExposureLimitUs = 1000000;
+constexpr uint32_t kFileSelector = 0x10200;
+constexpr uint32_t kFileOperationSelector = 0x10204;
+constexpr uint32_t kFileOpenMode = 0x10208;
+constexpr uint32_t kFileAccessOffset = 0x1020C;
+constexpr uint32_t kFileAccessLength = 0x10210;
+constexpr uint32_t kFileOperationStatus = 0x10214;
+constexpr uint32_t kFileOperationResult = 0x10218;
+constexpr uint32_t kFileOperationExecute = 0x1021C;
+constexpr uint32_t kFileSize = 0x10220;
+constexpr uint32_t kFileSizeMax = 0x10224;           // capacity of the selected slot
+constexpr uint32_t kDeviceFirmwareVersion = 0x10240; // 32 bytes
+constexpr const char* kBuiltInFirmwareVersion = "1.0.0";
+constexpr uint32_t kFileAccessBuffer = 0x11000;
+constexpr uint32_t kDescriptionAddress = 0xF0000000;
