@@ -1,29 +1,19 @@
 // One simulated GigE Vision camera: its control channel (GVCP), registers, files and stream.
 #pragma once
 
-#include "fileaccess.h"
-#include "registermemory.h"
+#include "registermodel.h"
 #include "streamer.h"
 #include "udpsocket.h"
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 class COptions;
-struct CRange;
-
-// The description a camera serves: the file's bytes and the name its URL gives.
-struct Description {
-    std::vector<uint8_t> bytes;
-    std::string fileName;
-};
 
 class CCamera {
 public:
@@ -41,21 +31,6 @@ public:
     uint32_t address() const { return address_; }
 
 private:
-    struct Actions {
-        bool startStream = false;
-        bool stopStream = false;
-        bool reset = false;
-        bool trigger = false;
-        bool fireTestPacket = false;
-        bool doNotFragmentChanged = false;
-    };
-    struct Controller {
-        bool active = false;
-        uint32_t address = 0;
-        uint16_t port = 0;
-        uint32_t privilege = 0;
-        std::chrono::steady_clock::time_point lastSeen;
-    };
     struct Request {
         uint8_t flags;
         uint16_t command;
@@ -80,49 +55,14 @@ private:
     void handleReadMemory(const Request& request);
     void handleWriteMemory(const Request& request);
     void handlePacketResend(const Request& request);
-    void performActions(const Actions& actions);
+    void performActions(const CRegisterModel::Actions& actions);
     void performReset();
     void checkHeartbeat();
-    void dropControl();
 
-    // Under mutex_.
-    void initialiseRegisters(bool powerOn);
-    void installDescription();
-    void refreshDynamicRegisters();
-    bool isController(const sockaddr_in& from) const;
-    uint16_t writeRegister(uint32_t address, uint32_t value, const sockaddr_in& from,
-                           Actions* actions);
-    uint16_t writeDeviceRegister(uint32_t address, uint32_t value, Actions* actions);
-    // The longest exposure (microseconds) a frame rate leaves: its frame period, or the camera's
-    // limit when the rate is 0.
-    static uint32_t exposureLimit(uint32_t frameRate);
-    // Within the range and on its increment, counted from its minimum.
-    static bool inRange(const CRange& range, uint32_t value);
-    // The table entry a LUTIndex value selects.
-    std::size_t lutEntry(uint32_t index) const;
-    // Sets the exposure and keeps the knee points at or below it.
-    void limitExposure(uint32_t exposure);
-    void executeFileOperation();
-    void readStreamSettings(StreamSettings& settings) const;
-    bool deviceRegistersActive() const;
-
-    const COptions& options_;
     const std::string serial_;
     const std::array<uint8_t, 6> mac_;
     const uint32_t startupAddress_;
     std::atomic<uint32_t> address_; // current address; written by the control thread only
-
-    mutable std::mutex
-        mutex_; // Protects registers_, lut_, controller_, files_, description_,
-                // frameCounter_, seedGeneration_ and timestampOrigin_ (control and stream threads).
-    CRegisterMemory registers_;
-    std::vector<uint16_t> lut_; // the table's entries, in index order
-    Controller controller_;
-    CFileAccess files_;
-    Description description_;
-    uint32_t frameCounter_ = 0;
-    uint32_t seedGeneration_ = 0;
-    std::chrono::steady_clock::time_point timestampOrigin_;
 
     // Control thread only (and start()/stop() while it is not running).
     CUdpSocket control_;
@@ -130,4 +70,8 @@ private:
     int wakeFd_ = -1; // eventfd that stop() signals
     std::unique_ptr<CStreamer> streamer_;
     std::thread thread_;
+
+    // The registers and the state behind them, shared with the stream thread under
+    // model_->mutex().
+    std::unique_ptr<CRegisterModel> model_;
 };
