@@ -1,9 +1,9 @@
-// One simulated GigE Vision camera: its control channel (GVCP), registers, files and stream.
+// One simulated GigE Vision camera: the life cycle tying its GVCP server, registers and stream.
 #pragma once
 
+#include "gvcpserver.h"
 #include "registermodel.h"
 #include "streamer.h"
-#include "udpsocket.h"
 
 #include <array>
 #include <atomic>
@@ -31,30 +31,8 @@ public:
     uint32_t address() const { return address_; }
 
 private:
-    struct Request {
-        uint8_t flags;
-        uint16_t command;
-        uint16_t id;
-        const uint8_t* payload;
-        uint16_t length;
-        sockaddr_in from;
-    };
-
     // Control thread.
     void run();
-    std::string openControlSockets(uint32_t address);
-    void closeControlSockets();
-    void handleDatagram(const uint8_t* data, std::size_t size, const sockaddr_in& from,
-                        bool broadcast);
-    void reply(const Request& request, uint16_t status, const uint8_t* payload, std::size_t length,
-               const CUdpSocket* socket = nullptr);
-    void handleDiscovery(const Request& request);
-    void handleForceIp(const Request& request);
-    void handleReadRegisters(const Request& request);
-    void handleWriteRegisters(const Request& request);
-    void handleReadMemory(const Request& request);
-    void handleWriteMemory(const Request& request);
-    void handlePacketResend(const Request& request);
     void performActions(const CRegisterModel::Actions& actions);
     void performReset();
     void checkHeartbeat();
@@ -65,13 +43,13 @@ private:
     std::atomic<uint32_t> address_; // current address; written by the control thread only
 
     // Control thread only (and start()/stop() while it is not running).
-    CUdpSocket control_;
-    std::vector<CUdpSocket> broadcast_;
     int wakeFd_ = -1; // eventfd that stop() signals
     std::unique_ptr<CStreamer> streamer_;
-    std::thread thread_;
-
     // The registers and the state behind them, shared with the stream thread under
-    // model_->mutex().
+    // model_->mutex(). The model borrows streamer_ and server_ borrows both, so each is declared
+    // after what it borrows and goes first.
     std::unique_ptr<CRegisterModel> model_;
+    // Control thread only, as above.
+    std::unique_ptr<CGvcpServer> server_;
+    std::thread thread_;
 };
