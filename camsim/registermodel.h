@@ -40,6 +40,7 @@ public:
         bool fireTestPacket = false;
         bool doNotFragmentChanged = false;
     };
+    // The host that holds the control channel privilege, and when it was last heard from.
     struct Controller {
         bool active = false;
         uint32_t address = 0;

@@ -1,4 +1,4 @@
-// An owned IPv4 UDP socket: bind, send, receive, closed when destroyed.
+// An owned IPv4 UDP socket (bind, send, receive, closed when destroyed) and address helpers.
 #pragma once
 
 #include <netinet/in.h>
