@@ -10,15 +10,6 @@
 
 #include <cstdio>
 
-namespace {
-
-bool isZip(const std::vector<uint8_t>& bytes) {
-    return bytes.size() >= 4 && bytes[0] == 'P' && bytes[1] == 'K' && bytes[2] == 3 &&
-           bytes[3] == 4;
-}
-
-} // namespace
-
 CCamera::CCamera(const COptions& options, int index, Description description)
     : serial_(options.serialOf(index)), mac_(options.macOf(index)),
       startupAddress_(options.addressOf(index)), address_(options.addressOf(index)) {
@@ -170,7 +161,8 @@ void CCamera::performReset() {
         std::vector<uint8_t> written;
         if (model_->files().takeWrittenDescription(&written)) {
             model_->description().bytes = written;
-            model_->description().fileName = isZip(written) ? "description.zip" : "description.xml";
+            model_->description().fileName =
+                CFileAccess::isZip(written) ? "description.zip" : "description.xml";
         }
         const bool persistent = model_->registers().readU32(kCurrentIpConfig) & kIpConfigPersistent;
         const uint32_t persistentIp = model_->registers().readU32(kPersistentIp);

@@ -1,6 +1,7 @@
 // The GVCP side of one simulated camera: its control sockets and the answer to each command.
 #include "gvcpserver.h"
 
+#include "bigendian.h"
 #include "gvcp.h"
 #include "registermap.h"
 #include "streamer.h"

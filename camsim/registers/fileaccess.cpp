@@ -6,19 +6,15 @@
 #include <cstring>
 #include <fstream>
 
-namespace {
-
-bool isZip(const std::vector<uint8_t>& bytes) {
-    return bytes.size() >= 4 && bytes[0] == 'P' && bytes[1] == 'K' && bytes[2] == 3 &&
-           bytes[3] == 4;
-}
-
-} // namespace
-
 CFileAccess::CFileAccess(std::string storeDirectory, std::string serial, uint32_t slotSize,
                          int64_t failWriteAt)
     : storeDirectory_(std::move(storeDirectory)), serial_(std::move(serial)), slotSize_(slotSize),
       failWriteAt_(failWriteAt) {}
+
+bool CFileAccess::isZip(const std::vector<uint8_t>& bytes) {
+    return bytes.size() >= 4 && bytes[0] == 'P' && bytes[1] == 'K' && bytes[2] == 3 &&
+           bytes[3] == 4;
+}
 
 std::string CFileAccess::firmwareVersion(const std::vector<uint8_t>& image) {
     constexpr std::size_t kMagicSize = 4;

@@ -34,6 +34,8 @@ public:
     // The version a firmware image carries: "KVFW" in its first 4 bytes, then the version text
     // in the next 32 (NUL-padded). Empty for an image without that header.
     static std::string firmwareVersion(const std::vector<uint8_t>& image);
+    // Whether a file is a zip archive (a zipped description), by its local file header.
+    static bool isZip(const std::vector<uint8_t>& bytes);
     // The version of the image in the Firmware slot, as the camera runs it after a reset.
     std::string runningFirmwareVersion() const { return firmwareVersion(files_[Firmware].content); }
 

@@ -1,6 +1,8 @@
 // The register space of one simulated camera: big-endian bytes in sparse pages, with access rules.
 #include "registermemory.h"
 
+#include "bigendian.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -72,12 +74,12 @@ void CRegisterMemory::write(uint32_t address, const uint8_t* source, uint32_t si
 uint32_t CRegisterMemory::readU32(uint32_t address) const {
     uint8_t b[4];
     read(address, b, 4);
-    return uint32_t(b[0]) << 24 | uint32_t(b[1]) << 16 | uint32_t(b[2]) << 8 | b[3];
+    return get32(b);
 }
 
 void CRegisterMemory::writeU32(uint32_t address, uint32_t value) {
-    const uint8_t b[4] = {uint8_t(value >> 24), uint8_t(value >> 16), uint8_t(value >> 8),
-                          uint8_t(value)};
+    uint8_t b[4];
+    put32(b, value);
     write(address, b, 4);
 }
 

@@ -1,6 +1,7 @@
 // What the simulated camera's registers mean: power-on values, checked writes and what they do.
 #include "registermodel.h"
 
+#include "bigendian.h"
 #include "gvcp.h"
 #include "options.h"
 #include "registermap.h"

@@ -1,6 +1,8 @@
 // GVSP sender of one simulated camera: paced frames, a ring of recent frames for resends.
 #include "streamer.h"
 
+#include "bigendian.h"
+
 #include <netinet/ip.h>
 #include <sys/socket.h>
 
@@ -31,18 +33,6 @@ int64_t steadyNowNs() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
                std::chrono::steady_clock::now().time_since_epoch())
         .count();
-}
-
-void put16(uint8_t* p, uint16_t v) {
-    p[0] = uint8_t(v >> 8);
-    p[1] = uint8_t(v);
-}
-
-void put32(uint8_t* p, uint32_t v) {
-    p[0] = uint8_t(v >> 24);
-    p[1] = uint8_t(v >> 16);
-    p[2] = uint8_t(v >> 8);
-    p[3] = uint8_t(v);
 }
 
 void putHeader(uint8_t* p, uint16_t status, uint16_t blockId, uint8_t format, uint32_t packetId) {
