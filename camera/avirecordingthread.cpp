@@ -71,7 +71,6 @@ void CAviRecordingThread::run() {
         }
         holder->SetSourceRawFrame(raw);
 
-        bool limitReached = false;
         bool ended = false;
         {
             QMutexLocker lock(&session.m_recordMutex);
@@ -103,14 +102,16 @@ void CAviRecordingThread::run() {
                     if (session.m_recording) {
                         session.m_aviFile.Close();
                         session.m_recording = false;
-                        limitReached = true;
+                        ended = true;
                     }
                 }
             }
+            // On this thread, under the lock like every announcement, so that it cannot
+            // overtake the start of this recording or follow the start of the next one.
+            // Receivers on the GUI thread get it queued.
+            if (ended)
+                emit session.RecordStarted(false);
         }
-        // On this thread: receivers on the GUI thread get it queued.
-        if (limitReached || ended)
-            emit session.RecordStarted(false);
 
         {
             QMutexLocker lock(&session.m_convertedListMutex);

@@ -256,9 +256,10 @@ void CKorvatinCameraViewlane::StartRecording(const char* fileName, uint32_t baye
             throw CKorvatinException(CKorvatinCameraViewlane::kAviOpenFailed, kSessionError);
         }
         m_recording = true;
+        // Announced under the lock: the conversion thread cannot end this recording, and so
+        // announce its end, before its start is announced.
+        emit RecordStarted(true);
     }
-    // Announced outside the lock, so that a receiver may stop the recording at once.
-    emit RecordStarted(true);
 }
 
 QString CKorvatinCameraViewlane::RecordingMismatch(const CKorvatinFrame& raw,
@@ -317,8 +318,8 @@ void CKorvatinCameraViewlane::StopRecording() {
             return;
         m_aviFile.Close();
         m_recording = false;
+        emit RecordStarted(false);
     }
-    emit RecordStarted(false);
 }
 
 void CKorvatinCameraViewlane::StopConversion() {

@@ -33,7 +33,8 @@ class CKorvatinFrameConverted;
 // described by exactly one wrapper.
 //
 // Lock order where two are held: m_convertedListMutex, then m_rawListMutex. m_recordMutex is
-// always taken alone.
+// always taken alone (a direct receiver of RecordStarted runs under it and must not take the
+// others).
 class CKorvatinCameraViewlane : public QObject, public CKorvatinCamera {
     Q_OBJECT
 public:
@@ -211,8 +212,11 @@ private:
     QString m_recordingEndReason;    // see TakeRecordingEndReason. Guarded by m_recordMutex.
     bool m_recording = false; // between a successful Open and Close. Guarded by m_recordMutex.
     // Guards m_aviFile, m_recording, m_maxFramesToRecord, m_framesRecorded and
-    // m_bayerConversionMode. Never held together with another session lock.
-    QMutex m_recordMutex;
+    // m_bayerConversionMode. Never held together with another session lock. RecordStarted is
+    // emitted while it is held, so every receiver, direct or queued, hears the starts and ends
+    // in the order they happened; it is recursive so that a direct receiver may stop or start
+    // a recording or ask about it.
+    QRecursiveMutex m_recordMutex;
     // Loop flag of the conversion thread: set before it starts, cleared by StopConversion.
     std::atomic<bool> m_conversionRunning{false};
     // Guards m_freeConvertedFrames and m_readyConvertedFrames. Taken by the conversion thread and

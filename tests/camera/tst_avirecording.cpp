@@ -154,14 +154,16 @@ std::unique_ptr<CKorvatinCameraViewlane> TestAviRecording::startStreaming(const 
     announced_.clear();
     announcedOffGuiThread_.clear();
     QThread* gui = QThread::currentThread();
-    // Queued to this thread, as the main window receives it; the thread it came from is noted.
-    connect(
-        session.get(), &CKorvatinCameraViewlane::RecordStarted, &receiver_,
-        [this](bool started) { announced_.append(started); }, Qt::QueuedConnection);
+    // Queued to this thread, as the main window receives it; the thread it came from is noted
+    // first, directly (the session announces under its record lock, so one at a time), so that
+    // it is in place by the time the queued copy arrives here.
     connect(
         session.get(), &CKorvatinCameraViewlane::RecordStarted, &receiver_,
         [this, gui](bool) { announcedOffGuiThread_.append(QThread::currentThread() != gui); },
         Qt::DirectConnection);
+    connect(
+        session.get(), &CKorvatinCameraViewlane::RecordStarted, &receiver_,
+        [this](bool started) { announced_.append(started); }, Qt::QueuedConnection);
     session->SetEnumByString("PixelFormat", pixelFormat);
     session->SetUInt32("FrameRate", 100);
     session->StartAcquisition();
@@ -490,7 +492,11 @@ void TestAviRecording::aFormatThatCannotBeConvertedEndsTheRecordingWithTheReason
     announced_.clear();
     announcedOffGuiThread_.clear();
     session->StartRecording(again.toLocal8Bit().constData(), 0, 0);
+    // The conversion thread ends this recording at its first frame, possibly before
+    // StartRecording has returned; the start is still heard first, by the direct receiver on
+    // the two threads as by the queued one.
     QTRY_COMPARE_WITH_TIMEOUT(announced_, QList<bool>({true, false}), 20000);
+    QCOMPARE(announcedOffGuiThread_, QList<bool>({false, true}));
     QVERIFY(session->TakeRecordingEndReason().startsWith(
         "the camera sends pixel type 0x01080002, which cannot be converted for recording; "));
     const Probe probed = probe(again);
