@@ -22,6 +22,7 @@
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
@@ -132,6 +133,27 @@ class TestWindowCommands : public QObject {
         return window.findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame");
     }
 
+    // Waits until two frames painted one after the other hold the same pixels: from then on
+    // the display shows the still pattern (the moving one shifts with every frame). False when
+    // that does not happen within the time-out.
+    static bool waitForStillFrame(MainWindow& window) {
+        CQwidgetGrabbedFrame* display = Display(window);
+        uint32_t painted = display->PaintedFrameCount();
+        QImage previous;
+        return QTest::qWaitFor(
+            [&] {
+                if (display->PaintedFrameCount() == painted || !display->Image())
+                    return false;
+                painted = display->PaintedFrameCount();
+                // The shown image reads the frame's own buffer: a copy keeps its pixels.
+                QImage shown = display->Image()->copy();
+                const bool still = !previous.isNull() && shown == previous;
+                previous = std::move(shown);
+                return still;
+            },
+            20000);
+    }
+
     static void sendMouse(QWidget* widget, QEvent::Type type, QPoint pos, Qt::MouseButton button,
                           Qt::MouseButtons buttons) {
         QMouseEvent event(type, pos, widget->mapToGlobal(pos), button, buttons, Qt::NoModifier);
@@ -189,6 +211,9 @@ private slots:
             {"--width", QString::number(kWidth), "--height", QString::number(kHeight)});
         QVERIFY(window);
         window->Session()->SetBool("TestPatternMoving", false);
+        // Frames made before the stop are still on their way to the display; the save takes
+        // the shown frame, so the saves begin once a still one is shown.
+        QVERIFY(waitForStillFrame(*window));
         MessageBoxWatcher boxes;
         const QString raw = m_dir.filePath("frame.raw");
         const QString tif = m_dir.filePath("frame.tif");
