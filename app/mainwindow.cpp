@@ -13,6 +13,7 @@
 #include <metatypes.h>
 
 #include <korvatin/korvatinframe.h>
+#include <korvatin/korvatingenicamnodecallback.h>
 
 #include <QActionGroup>
 #include <QComboBox>
@@ -64,6 +65,13 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     // its viewport, whose white background they inherit instead.
     ui->treeWidgetGenICam->viewport()->setStyleSheet("background-color: rgb(255, 255, 255);");
 
+    // The feature editors follow their nodes through the SDK's change callbacks; a write made
+    // on a worker (a firmware or XML job, the stream start) is told to them here, on this thread.
+    CKorvatinGenICamNodeCallback::SetHomeThread([this](std::function<void()> deliver) {
+        QMetaObject::invokeMethod(
+            this, [this, deliver = std::move(deliver)] { DeliverNodeChanges(deliver); },
+            Qt::QueuedConnection);
+    });
     m_session = std::make_unique<CKorvatinCameraViewlane>(*m_settings);
     m_snapshotFrame = new CKorvatinFrame;
     ui->widgetGrabbedFrame->SetOutputFrame(m_snapshotFrame);
@@ -131,6 +139,7 @@ MainWindow::~MainWindow() {
     ui->widgetGrabbedFrame->SetOutputFrame(nullptr);
     ui->widgetGrabbedFrame->SetConversionContext(nullptr);
     ClearGENiCAMNodeCallbacks();
+    CKorvatinGenICamNodeCallback::SetHomeThread({});
     delete m_snapshotFrame;
     m_snapshotFrame = nullptr;
     m_session.reset();
@@ -435,6 +444,9 @@ void MainWindow::StopDisplay() {
 }
 
 void MainWindow::StartPollingIfChecked() {
+    // A job dialog's tree rebuild leaves it to the dialog's end.
+    if (m_jobDialogOpen)
+        return;
     if (ui->checkBox_readonly_nodes_polling->isChecked() && !m_readonlyPollingFrames.isEmpty())
         m_timerReadonlyNodesPolling->start();
 }

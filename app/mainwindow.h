@@ -11,6 +11,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -191,13 +192,16 @@ private:
     void StopDisplay();
     // Starts read-only polling when its check box is checked and there is something to poll.
     void StartPollingIfChecked();
-    // Runs `dialog` (a maintenance dialog, modal) with discovery switched off (after a listing
-    // in progress has finished) and read-only polling stopped; both come back afterwards as
-    // they were, polling only when there is something to poll.
-    void PauseDiscoveryAndPolling(QDialog& dialog);
-    // The same for a dialog whose job uses the session from its own thread (firmware, XML): a
-    // lost connection is handled only once the dialog is closed, so the session outlives the job.
-    void RunSessionJobDialog(QDialog& dialog);
+    // Runs `dialog` (a maintenance dialog, modal, whose job may use the session from its own
+    // thread) with discovery switched off (after a listing in progress has finished) and
+    // read-only polling stopped; both come back afterwards as they were, polling only when
+    // there is something to poll. While it is open the feature tree reads no node: node changes
+    // the job announces wait for its end, and a lost connection is handled once the dialog is
+    // closed, so the session outlives the job.
+    void RunJobDialog(QDialog& dialog);
+    // The SDK's delivery of node changes made on another thread: now, or, while a job dialog
+    // is open, when it closes.
+    void DeliverNodeChanges(const std::function<void()>& deliver);
     // Adds `node` (and, for a category, its features) as the last child of `parent`; its editor
     // waits in m_pendingEditors until the tree build places it.
     void AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node);
@@ -250,8 +254,9 @@ private:
 
     bool m_connected = false;
     bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle
-    bool m_sessionJobDialogOpen = false;    // RunSessionJobDialog runs its dialog
+    bool m_jobDialogOpen = false;           // RunJobDialog runs its dialog
     bool m_connectionLostMeanwhile = false; // the connection was lost while it did
+    QList<std::function<void()>> m_heldNodeChanges; // node changes announced while it did
     bool m_displayEnabled = true;
     uint32_t m_bayerMode = 0;
     int32_t m_displayInterval = 10;

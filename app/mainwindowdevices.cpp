@@ -220,9 +220,9 @@ void MainWindow::on_CameraConnectCallbackDisconnected() {
     const GigEVisionDeviceInfo* connected = m_session->ConnectedDeviceInfo();
     if (!connected)
         return;
-    // A firmware or XML job may be using the session on its thread; its own failure tells the
+    // A maintenance job may be using the session on its thread; its own failure tells the
     // user first, and the session goes when that dialog is closed.
-    if (m_sessionJobDialogOpen) {
+    if (m_jobDialogOpen) {
         m_connectionLostMeanwhile = true;
         return;
     }

@@ -13,7 +13,9 @@
 
 #include <QTimer>
 
-void MainWindow::PauseDiscoveryAndPolling(QDialog& dialog) {
+#include <utility>
+
+void MainWindow::RunJobDialog(QDialog& dialog) {
     const bool discoveryWasOn = m_discoveryThread->IsEnabled();
     if (discoveryWasOn)
         m_discoveryThread->SetDiscovery(false, m_listDevicesSettings, true);
@@ -25,8 +27,19 @@ void MainWindow::PauseDiscoveryAndPolling(QDialog& dialog) {
         m_timerReadonlyNodesPolling->stop();
     }
 
+    m_jobDialogOpen = true;
     dialog.exec();
+    m_jobDialogOpen = false;
 
+    if (m_connectionLostMeanwhile) {
+        // The editors go with the connection; what the job changed is not read back.
+        m_heldNodeChanges.clear();
+    } else {
+        // The job's own writes reach the editors now, before polling reads the nodes again.
+        const QList<std::function<void()>> held = std::exchange(m_heldNodeChanges, {});
+        for (const std::function<void()>& deliver : held)
+            deliver();
+    }
     if (pollingWasOn) {
         ui->actionReadonly_Nodes_Polling->setChecked(true);
         if (!m_readonlyPollingFrames.isEmpty())
@@ -34,40 +47,42 @@ void MainWindow::PauseDiscoveryAndPolling(QDialog& dialog) {
     }
     if (discoveryWasOn)
         m_discoveryThread->SetDiscovery(true, m_listDevicesSettings, false);
-}
 
-void MainWindow::on_pushButton_program_LUT_clicked() {
-    CDialogProgramLUT dialog(m_session.get(), this);
-    PauseDiscoveryAndPolling(dialog);
-}
-
-void MainWindow::RunSessionJobDialog(QDialog& dialog) {
-    m_sessionJobDialogOpen = true;
-    PauseDiscoveryAndPolling(dialog);
-    m_sessionJobDialogOpen = false;
     if (m_connectionLostMeanwhile) {
         m_connectionLostMeanwhile = false;
         on_CameraConnectCallbackDisconnected();
     }
 }
 
+void MainWindow::DeliverNodeChanges(const std::function<void()>& deliver) {
+    if (m_jobDialogOpen)
+        m_heldNodeChanges.append(deliver);
+    else
+        deliver();
+}
+
+void MainWindow::on_pushButton_program_LUT_clicked() {
+    CDialogProgramLUT dialog(m_session.get(), this);
+    RunJobDialog(dialog);
+}
+
 void MainWindow::on_pushButton_firmware_upgrade_clicked() {
     CDialogFirmwareUpgrade dialog(m_session.get(), this);
-    RunSessionJobDialog(dialog);
+    RunJobDialog(dialog);
 }
 
 void MainWindow::on_pushButton_programXML_clicked() {
     CDialogProgramXML dialog(m_session.get(), this);
-    RunSessionJobDialog(dialog);
+    RunJobDialog(dialog);
 }
 
 void MainWindow::on_pushButton_saveDeviceSettings_clicked() {
     CDialogSaveDeviceSettings dialog(m_session.get(), this);
-    PauseDiscoveryAndPolling(dialog);
+    RunJobDialog(dialog);
 }
 
 void MainWindow::on_pushButton_loadDeviceSettings_clicked() {
     CDialogLoadDeviceSettings dialog(m_session.get(), this);
     dialog.SetFeatureTreeRebuild([this] { LoadGENiCAMTree(); });
-    PauseDiscoveryAndPolling(dialog);
+    RunJobDialog(dialog);
 }

@@ -12,9 +12,12 @@ CGENiCAMBooleanFrame::CGENiCAMBooleanFrame(CKorvatinGenICamNodeT node, QWidget* 
 
 CGENiCAMBooleanFrame::~CGENiCAMBooleanFrame() = default;
 
-void CGENiCAMBooleanFrame::InitFromNode() {}
+void CGENiCAMBooleanFrame::InitFromNode() {
+    CheckGuiThread("InitFromNode");
+}
 
 void CGENiCAMBooleanFrame::UpdateFromNode() {
+    CheckGuiThread("UpdateFromNode");
     ui->checkBox->setChecked(m_node.GetBool());
 }
 

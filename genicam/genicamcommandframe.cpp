@@ -16,12 +16,15 @@ CGENiCAMCommandFrame::CGENiCAMCommandFrame(CKorvatinGenICamNodeT node, QWidget* 
 CGENiCAMCommandFrame::~CGENiCAMCommandFrame() = default;
 
 void CGENiCAMCommandFrame::InitFromNode() {
+    CheckGuiThread("InitFromNode");
     char caption[kCaptionSize] = {};
     m_node.DisplayName(caption, kCaptionSize, nullptr);
     ui->pushButton->setText(QString::fromUtf8(caption));
 }
 
-void CGENiCAMCommandFrame::UpdateFromNode() {}
+void CGENiCAMCommandFrame::UpdateFromNode() {
+    CheckGuiThread("UpdateFromNode");
+}
 
 void CGENiCAMCommandFrame::pushButton_clicked(bool /*checked*/) {
     try {

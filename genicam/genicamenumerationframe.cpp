@@ -14,6 +14,7 @@ CGENiCAMEnumerationFrame::CGENiCAMEnumerationFrame(CKorvatinGenICamNodeT node, Q
 CGENiCAMEnumerationFrame::~CGENiCAMEnumerationFrame() = default;
 
 void CGENiCAMEnumerationFrame::InitFromNode() {
+    CheckGuiThread("InitFromNode");
     std::list<CKorvatinGenICamNodeT> entries;
     m_node.GetEnumEntries(&entries);
     for (const CKorvatinGenICamNodeT& entry : entries) {
@@ -24,6 +25,7 @@ void CGENiCAMEnumerationFrame::InitFromNode() {
 }
 
 void CGENiCAMEnumerationFrame::UpdateFromNode() {
+    CheckGuiThread("UpdateFromNode");
     char symbolic[kSymbolicSize] = {};
     m_node.GetEnum(symbolic, kSymbolicSize, nullptr);
     const QString current = QString::fromUtf8(symbolic);

@@ -53,12 +53,14 @@ CGENiCAMFloatFrame::~CGENiCAMFloatFrame() {
 }
 
 void CGENiCAMFloatFrame::InitFromNode() {
+    CheckGuiThread("InitFromNode");
     ui->horizontalSlider->setTickInterval(1);
     ui->horizontalSlider->setSingleStep(1);
     ui->horizontalSlider->setPageStep(0);
 }
 
 void CGENiCAMFloatFrame::UpdateFromNode() {
+    CheckGuiThread("UpdateFromNode");
     const double min = m_node.GetDoubleMin();
     const double max = m_node.GetDoubleMax();
     const double value = m_node.GetDouble();

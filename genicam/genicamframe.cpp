@@ -1,6 +1,12 @@
 // Base of the feature editors: one widget bound to one GenICam node of the connected camera.
 #include "genicamframe.h"
 
+#include <QCoreApplication>
+#include <QThread>
+#include <QtGlobal>
+
+#include <atomic>
+
 CGENiCAMFrame::CGENiCAMFrame(CKorvatinGenICamNodeT node, QWidget* parent)
     : QFrame(parent), m_node(node) {
     m_node.DisplayName(m_displayName, kDisplayNameSize, nullptr);
@@ -19,4 +25,17 @@ QString CGENiCAMFrame::DisplayNameText() const {
 
 void CGENiCAMFrame::ReportNodeError(const QString& what) {
     emit GENiCAMNodeError(DisplayNameText() + " : " + what);
+}
+
+void CGENiCAMFrame::CheckGuiThread(const char* operation) const {
+    const QCoreApplication* application = QCoreApplication::instance();
+    if (application == nullptr || QThread::currentThread() == application->thread())
+        return;
+    static const bool fatal = qEnvironmentVariableIntValue("KORVATIN_CHECK_GUI_THREAD") != 0;
+    if (fatal)
+        qFatal("Feature editor \"%s\": %s called off the GUI thread", m_displayName, operation);
+    static std::atomic<bool> warned{false};
+    if (!warned.exchange(true))
+        qWarning("Feature editor \"%s\": %s called off the GUI thread", m_displayName,
+                 operation);
 }

@@ -41,6 +41,12 @@ signals:
 protected:
     static constexpr unsigned long kDisplayNameSize = 512;
 
+    // Called first by every InitFromNode() and UpdateFromNode(): an editor reached from another
+    // thread than the GUI thread is a defect. With KORVATIN_CHECK_GUI_THREAD set to a non-zero
+    // number (the tests set it) it ends the process with a message naming the editor and
+    // `operation`; otherwise it is reported once as a warning.
+    void CheckGuiThread(const char* operation) const;
+
     CKorvatinGenICamNodeT m_node;
     char m_displayName[kDisplayNameSize] = {};
 };

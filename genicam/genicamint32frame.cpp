@@ -46,12 +46,14 @@ CGENiCAMInt32Frame::~CGENiCAMInt32Frame() {
 }
 
 void CGENiCAMInt32Frame::InitFromNode() {
+    CheckGuiThread("InitFromNode");
     ui->horizontalSlider->setTickInterval(1);
     ui->horizontalSlider->setSingleStep(1);
     ui->horizontalSlider->setPageStep(0);
 }
 
 void CGENiCAMInt32Frame::UpdateFromNode() {
+    CheckGuiThread("UpdateFromNode");
     int inc = GetNodeInc();
     const int min = GetNodeMin();
     const int max = GetNodeMax();

@@ -18,12 +18,14 @@ QSize CGENiCAMStringFrame::sizeHint() const {
 }
 
 void CGENiCAMStringFrame::InitFromNode() {
+    CheckGuiThread("InitFromNode");
     m_readOnly = m_node.AccessMode() == CKorvatinGenICamNodeT::RO;
     if (!m_readOnly)
         ui->lineEdit->setMaxLength(m_node.GetStringMaxLength());
 }
 
 void CGENiCAMStringFrame::UpdateFromNode() {
+    CheckGuiThread("UpdateFromNode");
     // The SDK always ends the text with a zero byte: one byte more than is shown.
     char text[kShownBytes + 1] = {};
     m_node.GetString(text, sizeof text, nullptr, 0);

@@ -11,7 +11,11 @@
 #include <QtTest>
 
 #include <cstring>
+#include <functional>
+#include <mutex>
 #include <list>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -19,8 +23,12 @@ constexpr const char* kAddress = "127.0.0.81";
 
 class CountingCallback : public CKorvatinGenICamNodeCallback {
 public:
-    void NodeChanged() override { ++calls; }
+    void NodeChanged() override {
+        ++calls;
+        threads.push_back(std::this_thread::get_id());
+    }
     int calls = 0;
+    std::vector<std::thread::id> threads; // where each call ran
 };
 
 QString name(const CKorvatinGenICamNodeT& node) {
@@ -317,6 +325,75 @@ private slots:
         camera_.SetUInt32("AvailabilitySwitch", 0);
         QCOMPARE(guarded.calls, 2);
         camera_.SetUInt32("AvailabilitySwitch", 1);
+    }
+
+    void writesOnAnotherThreadAreToldOnTheHomeThread() {
+        CountingCallback independent, limit, limited;
+        CKorvatinGenICamNodeT independentNode = camera_.GetNodeByName("IndependentValue");
+        CKorvatinGenICamNodeT limitNode = camera_.GetNodeByName("LimitValue");
+        CKorvatinGenICamNodeT limitedNode = camera_.GetNodeByName("LimitedValue");
+        independentNode.RegisterCallBack(independent);
+        limitNode.RegisterCallBack(limit);
+        limitedNode.RegisterCallBack(limited);
+        // The home thread's queue: what the SDK posts waits here until this thread runs it.
+        std::vector<std::function<void()>> posted;
+        std::mutex postedMutex;
+        CKorvatinGenICamNodeCallback::SetHomeThread([&](std::function<void()> deliver) {
+            std::lock_guard<std::mutex> lock(postedMutex);
+            posted.push_back(std::move(deliver));
+        });
+        auto runPosted = [&] {
+            std::vector<std::function<void()>> due;
+            {
+                std::lock_guard<std::mutex> lock(postedMutex);
+                due.swap(posted);
+            }
+            for (const auto& deliver : due)
+                deliver();
+            return due.size();
+        };
+
+        // A write on the home thread is told at once, there.
+        independentNode.SetUInt32(3);
+        QCOMPARE(independent.calls, 1);
+        QCOMPARE(runPosted(), size_t(0));
+
+        // Writes on another thread are told to nobody there; one delivery is posted, and
+        // running it tells each due callback once, on the home thread, written node first.
+        std::thread worker([&] {
+            limitNode.SetUInt32(30); // pMax of LimitedValue
+            limitNode.SetUInt32(40);
+            independentNode.SetUInt32(4);
+        });
+        worker.join();
+        QCOMPARE(limit.calls, 0);
+        QCOMPARE(limited.calls, 0);
+        QCOMPARE(independent.calls, 1);
+        QCOMPARE(runPosted(), size_t(1));
+        QCOMPARE(limit.calls, 1);
+        QCOMPARE(limited.calls, 1);
+        QCOMPARE(independent.calls, 2);
+        for (const CountingCallback* callback : {&limit, &limited, &independent})
+            for (std::thread::id thread : callback->threads)
+                QCOMPARE(thread, std::this_thread::get_id());
+
+        // A callback deregistered before the delivery runs is not called.
+        std::thread again([&] { limitNode.SetUInt32(50); });
+        again.join();
+        limitedNode.DeregisterCallBack();
+        QCOMPARE(runPosted(), size_t(1));
+        QCOMPARE(limit.calls, 2);
+        QCOMPARE(limited.calls, 1);
+
+        // Without a home thread, the writing thread is told again.
+        CKorvatinGenICamNodeCallback::SetHomeThread({});
+        std::thread plain([&] { independentNode.SetUInt32(5); });
+        plain.join();
+        QCOMPARE(independent.calls, 3);
+        QVERIFY(independent.threads.back() != std::this_thread::get_id());
+        QCOMPARE(runPosted(), size_t(0));
+        independentNode.DeregisterCallBack();
+        limitNode.DeregisterCallBack();
     }
 
     void heartbeatDisableIsWrittenAtConnect() {

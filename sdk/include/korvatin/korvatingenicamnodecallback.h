@@ -1,6 +1,8 @@
 // Base of the objects that want to hear when a feature node's value, range or access changed.
 #pragma once
 
+#include <functional>
+
 class CKorvatinGenICamNodeCallback {
 public:
     CKorvatinGenICamNodeCallback() = default;
@@ -8,7 +10,19 @@ public:
     CKorvatinGenICamNodeCallback(const CKorvatinGenICamNodeCallback&) = default;
     CKorvatinGenICamNodeCallback& operator=(const CKorvatinGenICamNodeCallback&) = default;
 
-    // Called after a write made through the SDK completed, on the thread that wrote, for the
-    // written node and for every registered node that depends on it. The default does nothing.
+    // Called after a write made through the SDK completed, for the written node and for every
+    // registered node that depends on it. The default does nothing. It runs on the thread that
+    // wrote, unless a home thread was set (SetHomeThread) and the write was made on another
+    // thread: then it runs on the home thread, later.
     virtual void NodeChanged() {}
+
+    // Makes the calling thread the home thread of every notification: a write made on another
+    // thread no longer calls NodeChanged() there, but hands `post` one function that calls the
+    // due NodeChanged() operations, and `post` must run it on the home thread (a GUI thread's
+    // event loop, typically). Writes made one after the other before that function runs are
+    // told once per callback, in the order they were due; a callback deregistered meanwhile is
+    // not called. An empty `post` makes every thread's writes notify where they are made again.
+    // Callbacks are registered and deregistered on the home thread.
+    using Post = std::function<void(std::function<void()>)>;
+    static void SetHomeThread(Post post);
 };

@@ -7,6 +7,7 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
+#include <thread>
 
 namespace korvatin {
 
@@ -53,6 +54,27 @@ GObjectRef<ArvGc> parse(ArvDevice* device, const std::string& xml, const std::st
                                      " is not a valid GenICam XML document",
                                  QRN_ERR_INVALID);
     return GObjectRef<ArvGc>::Adopt(genicam);
+}
+
+// The thread notifications are delivered on when a write is made elsewhere, and how.
+struct HomeThread {
+    std::mutex mutex;
+    std::thread::id thread;
+    CKorvatinGenICamNodeCallback::Post post;
+};
+
+HomeThread& homeThread() {
+    static HomeThread home;
+    return home;
+}
+
+// How to reach the home thread from this one: empty when there is no home thread or this is it.
+CKorvatinGenICamNodeCallback::Post PostFromThisThread() {
+    HomeThread& home = homeThread();
+    std::lock_guard<std::mutex> lock(home.mutex);
+    if (!home.post || home.thread == std::this_thread::get_id())
+        return {};
+    return home.post;
 }
 
 } // namespace
@@ -114,7 +136,7 @@ bool GenicamDescription::IsRegistered(ArvGcFeatureNode* node,
 }
 
 void GenicamDescription::NotifyWritten(ArvGcFeatureNode* written) {
-    std::vector<std::pair<ArvGcFeatureNode*, CKorvatinGenICamNodeCallback*>> due;
+    std::vector<Entry> due;
     {
         std::lock_guard<std::mutex> lock(callbacksMutex_);
         if (callbacks_.empty())
@@ -126,15 +148,62 @@ void GenicamDescription::NotifyWritten(ArvGcFeatureNode* written) {
     // The written node first, then its dependents, in the order they registered.
     std::stable_partition(due.begin(), due.end(),
                           [written](const auto& entry) { return entry.first == written; });
+    due.erase(std::remove_if(due.begin(), due.end(),
+                             [&](const Entry& entry) {
+                                 const char* name = arv_gc_feature_node_get_name(entry.first);
+                                 return entry.first != written &&
+                                        std::find(affected.begin(), affected.end(), name) ==
+                                            affected.end();
+                             }),
+              due.end());
+    if (due.empty())
+        return;
+
+    const CKorvatinGenICamNodeCallback::Post post = PostFromThisThread();
+    if (!post) {
+        for (const auto& [node, callback] : due) {
+            // A callback may deregister others (or itself) while it runs; call only those still
+            // registered, and without holding the lock, so that they may use the SDK freely.
+            if (IsRegistered(node, callback))
+                callback->NodeChanged();
+        }
+        return;
+    }
+    bool deliveryPosted = false;
+    {
+        std::lock_guard<std::mutex> lock(callbacksMutex_);
+        deliveryPosted = !queued_.empty();
+        for (const Entry& entry : due) {
+            if (std::find(queued_.begin(), queued_.end(), entry) == queued_.end())
+                queued_.push_back(entry);
+        }
+    }
+    if (!deliveryPosted) {
+        // The description may be gone by the time the home thread gets to it.
+        post([weak = weak_from_this()] {
+            if (const std::shared_ptr<GenicamDescription> self = weak.lock())
+                self->DeliverQueued();
+        });
+    }
+}
+
+void GenicamDescription::DeliverQueued() {
+    std::vector<Entry> due;
+    {
+        std::lock_guard<std::mutex> lock(callbacksMutex_);
+        due.swap(queued_);
+    }
     for (const auto& [node, callback] : due) {
-        const char* name = arv_gc_feature_node_get_name(node);
-        if (node != written && std::find(affected.begin(), affected.end(), name) == affected.end())
-            continue;
-        // A callback may deregister others (or itself) while it runs; call only those still
-        // registered, and without holding the lock, so that they may use the SDK freely.
         if (IsRegistered(node, callback))
             callback->NodeChanged();
     }
 }
 
 } // namespace korvatin
+
+void CKorvatinGenICamNodeCallback::SetHomeThread(Post post) {
+    korvatin::HomeThread& home = korvatin::homeThread();
+    std::lock_guard<std::mutex> lock(home.mutex);
+    home.thread = post ? std::this_thread::get_id() : std::thread::id();
+    home.post = std::move(post);
+}
