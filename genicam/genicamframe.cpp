@@ -36,6 +36,5 @@ void CGENiCAMFrame::CheckGuiThread(const char* operation) const {
         qFatal("Feature editor \"%s\": %s called off the GUI thread", m_displayName, operation);
     static std::atomic<bool> warned{false};
     if (!warned.exchange(true))
-        qWarning("Feature editor \"%s\": %s called off the GUI thread", m_displayName,
-                 operation);
+        qWarning("Feature editor \"%s\": %s called off the GUI thread", m_displayName, operation);
 }

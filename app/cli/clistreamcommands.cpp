@@ -93,14 +93,42 @@ private:
 };
 
 // Watches the frame counter: throws when no frame arrived for the stream time-out.
+// Hears the session's connection loss from its construction on; made before the stream starts,
+// so that a loss during the start is not missed.
+class ConnectionLossFlag {
+public:
+    ConnectionLossFlag(CKorvatinCameraViewlane& session, std::string device)
+        : session_(session), device_(std::move(device)) {
+        session_.SetConnectionCallBackFunc(
+            [](void* context, void*) { static_cast<std::atomic<bool>*>(context)->store(true); },
+            &lost_);
+    }
+    ~ConnectionLossFlag() { session_.SetConnectionCallBackFunc(nullptr, nullptr); }
+    ConnectionLossFlag(const ConnectionLossFlag&) = delete;
+    ConnectionLossFlag& operator=(const ConnectionLossFlag&) = delete;
+
+    // Set on an SDK thread when the device stops answering its control channel.
+    bool Lost() const { return lost_; }
+    std::string Text() const { return "the connection to device " + device_ + " was lost"; }
+
+private:
+    CKorvatinCameraViewlane& session_;
+    std::string device_;
+    std::atomic<bool> lost_{false};
+};
+
 class StreamWatchdog {
 public:
-    StreamWatchdog(CKorvatinCameraViewlane& session, std::string device, int32_t timeoutMs)
-        : session_(session), device_(std::move(device)), timeoutMs_(timeoutMs),
+    StreamWatchdog(CKorvatinCameraViewlane& session, const ConnectionLossFlag& loss,
+                   std::string device, int32_t timeoutMs)
+        : session_(session), loss_(loss), device_(std::move(device)), timeoutMs_(timeoutMs),
           lastChange_(Clock::now()) {}
 
-    // The frame count now; throws when it has not moved for the time-out.
+    // The frame count now; throws when the connection was lost, or when the count has not
+    // moved for the time-out.
     uint32_t Check() {
+        if (loss_.Lost())
+            throw CKorvatinException(loss_.Text(), QRN_ERR_NOT_CONNECTED);
         const uint32_t count = session_.grabbedFrameCount;
         const Clock::time_point now = Clock::now();
         if (count != lastCount_) {
@@ -116,6 +144,7 @@ public:
 
 private:
     CKorvatinCameraViewlane& session_;
+    const ConnectionLossFlag& loss_;
     std::string device_;
     int32_t timeoutMs_;
     uint32_t lastCount_ = 0;
@@ -216,8 +245,9 @@ void CCliStreamCommands::Grab(const std::string& device) {
     const uint32_t wanted = uint32_t(options_.frames);
     const double payload = payloadBytes(session);
 
+    const ConnectionLossFlag loss(session, device);
     Streaming streaming(session);
-    StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
+    StreamWatchdog watchdog(session, loss, device, options_.streamTimeoutMs);
     RateMeter meter(0);
     uint32_t count = 0;
     for (;;) {
@@ -246,12 +276,7 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
         },
         Qt::DirectConnection);
 
-    // Set on an SDK thread when the device stops answering its control channel.
-    std::atomic<bool> connectionLost{false};
-    session.SetConnectionCallBackFunc(
-        [](void* context, void*) { static_cast<std::atomic<bool>*>(context)->store(true); },
-        &connectionLost);
-
+    const ConnectionLossFlag loss(session, device);
     Streaming streaming(session);
     const uint32_t startCount = session.grabbedFrameCount;
     const uint32_t startDropped = session.GetDroppedFrameCount();
@@ -269,7 +294,7 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
             e.Code());
     }
     const Clock::time_point recordingStarted = Clock::now();
-    StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
+    StreamWatchdog watchdog(session, loss, device, options_.streamTimeoutMs);
     RateMeter meter(startCount);
     uint32_t count = startCount;
     // Why a recording that had frames ended early; empty when it ended as asked.
@@ -280,8 +305,8 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
             session.StopRecording();
             break;
         }
-        if (connectionLost) {
-            broken = "the connection to device " + device + " was lost";
+        if (loss.Lost()) {
+            broken = loss.Text();
             break;
         }
         // A stream that never delivered throws on; one that stopped after frames is reported
@@ -331,8 +356,9 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
 
 void CCliStreamCommands::SaveFrame(const std::string& device, const std::string& file) {
     CKorvatinCameraViewlane& session = Connect(device);
+    const ConnectionLossFlag loss(session, device);
     Streaming streaming(session);
-    StreamWatchdog watchdog(session, device, options_.streamTimeoutMs);
+    StreamWatchdog watchdog(session, loss, device, options_.streamTimeoutMs);
     while (!streaming.Display().Poll()) {
         watchdog.Check();
         if (interrupted)

@@ -1,8 +1,10 @@
 // viewlane-cli grab, record and save-frame as a user runs them, against korvatin-camsim.
 #include "clirun.h"
+#include "gvcpclient.h"
 #include "simulatorprocess.h"
 #include "testnetwork.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QProcess>
@@ -13,6 +15,10 @@
 #include <tiffio.h>
 
 namespace {
+
+// How long after a camera is killed the command line may take to say so: the loss is known
+// within 3 s of the camera's last answer; the rest is room for a busy machine.
+constexpr qint64 kLossBoundMs = 4500;
 
 const char* const kAddress = "127.0.5.31";
 const int kWidth = 320;
@@ -45,6 +51,7 @@ private slots:
     void recordWritesTheFramesAskedFor();
     void recordWithBilinearBayerGivesAColourFile();
     void recordThatLosesTheCameraSaysSoAndKeepsThePlayableFile();
+    void grabThatLosesTheCameraSaysSoWithinTheBound();
     void saveFrameRawIsTheReceivedImage();
     void saveFrameTifIsReadableWithLibtiff();
     void saveFrameBmpLoadsWithQImage();
@@ -199,8 +206,15 @@ void TestViewlaneCliStream::recordThatLosesTheCameraSaysSoAndKeepsThePlayableFil
     QVERIFY(record.waitForStarted());
     // Frames are in the file (its header and a first chunk) before the camera goes.
     QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(path).size() > 160 * 120 * 3, 30000);
+    QElapsedTimer sinceKill;
+    sinceKill.start();
     lost.kill();
     QVERIFY(record.waitForFinished(60000));
+    // The camera answered until it was killed; the loss is known within 3 s of that, and the
+    // file is closed right after. The bound is generous for a busy machine.
+    const qint64 ms = sinceKill.elapsed();
+    qInfo("record ended %lld ms after the camera was killed", ms);
+    QVERIFY2(ms < kLossBoundMs, qPrintable(QString::number(ms)));
     QCOMPARE(record.exitCode(), 1);
     const QString err = QString::fromLocal8Bit(record.readAllStandardError()).trimmed();
     const QRegularExpression said("^viewlane-cli: the connection to device 9400 was lost after "
@@ -219,6 +233,36 @@ void TestViewlaneCliStream::recordThatLosesTheCameraSaysSoAndKeepsThePlayableFil
     QVERIFY(ffprobe.waitForFinished(60000));
     QCOMPARE(ffprobe.exitCode(), 0);
     QCOMPARE(QString::fromLatin1(ffprobe.readAllStandardOutput()).trimmed().toInt(), inFile);
+}
+
+void TestViewlaneCliStream::grabThatLosesTheCameraSaysSoWithinTheBound() {
+    SimulatorProcess lost;
+    QVERIFY2(lost.startCamsim({"--address", "127.0.5.42", "--serial", "9401", "--width", "160",
+                               "--height", "120"}),
+             qPrintable(lost.errorString()));
+    QProcess grab;
+    // Frames far beyond what arrives before the kill, and a long stream time-out: the end
+    // comes from the lost connection.
+    grab.start(TestNetwork::binDir() + "/viewlane-cli",
+               {"grab", "9401", "--frames", "1000000", "--stream-timeout", "120000"});
+    QVERIFY(grab.waitForStarted());
+    // The camera is killed once it streams: its frame counter (the register behind the
+    // FrameCounter feature) counts the frames it sent.
+    CGvcpClient gvcp;
+    QVERIFY(gvcp.isOpen());
+    uint32_t sent = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(gvcp.readRegister("127.0.5.42", 0x10048, &sent).received && sent >= 10,
+                             30000);
+    QElapsedTimer sinceKill;
+    sinceKill.start();
+    lost.kill();
+    QVERIFY(grab.waitForFinished(60000));
+    const qint64 ms = sinceKill.elapsed();
+    qInfo("grab ended %lld ms after the camera was killed", ms);
+    QVERIFY2(ms < kLossBoundMs, qPrintable(QString::number(ms)));
+    QCOMPARE(grab.exitCode(), 1);
+    const QString err = QString::fromLocal8Bit(grab.readAllStandardError()).trimmed();
+    QCOMPARE(err, QString("viewlane-cli: the connection to device 9401 was lost"));
 }
 
 void TestViewlaneCliStream::recordWithBilinearBayerGivesAColourFile() {

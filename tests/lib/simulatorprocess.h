@@ -32,6 +32,9 @@ public:
     void kill();
 
     bool isRunning() const;
+    // The simulator's process id, 0 when none runs: for a test that must end it from another
+    // thread with kill(2), at an exact point of that thread's work.
+    qint64 processId() const { return process_ ? process_->processId() : 0; }
     QString errorString() const { return error_; }
     // Everything the simulator printed so far, standard output and error merged.
     QString output() const;

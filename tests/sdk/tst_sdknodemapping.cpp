@@ -12,8 +12,8 @@
 
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <list>
+#include <mutex>
 #include <thread>
 #include <vector>
 

@@ -22,13 +22,16 @@ namespace {
 constexpr uint16_t kGvcpPort = 3956;
 // Control-channel time-out used while closing a connection to a device that is gone.
 constexpr unsigned int kGoneTimeoutMs = 10;
-constexpr auto kProbeTimeout = std::chrono::milliseconds(300);
+constexpr auto kProbeTimeout = std::chrono::milliseconds(250);
 constexpr guint32 kPrivilegeControl = 0x2;
 constexpr guint32 kPrivilegeExclusive = 0x1;
-constexpr auto kWatchPeriod = std::chrono::milliseconds(1000);
-// How long the device may stay silent before the connection counts as lost; GigE Vision's
-// default heartbeat time-out is 3 s, after which the device gives control away anyway.
-constexpr auto kSilenceLimit = std::chrono::milliseconds(3000);
+constexpr auto kWatchPeriod = std::chrono::milliseconds(500);
+// How long the device may stay silent before the connection counts as lost. GigE Vision's
+// default heartbeat time-out is 3 s, after which the device gives control away anyway; a loss
+// is to be known within that time of the device's last answer, so the limit leaves room for a
+// probe period and a probe's time-out: silent probes end 0.75 s apart, and the loss is seen
+// 2.25 s after the last answer.
+constexpr auto kSilenceLimit = std::chrono::milliseconds(2000);
 
 QRN_ERROR codeOf(const GError* error) {
     if (error != nullptr && error->domain == ARV_DEVICE_ERROR) {
@@ -264,8 +267,22 @@ void CameraConnection::LoadDescriptionFile(const char* path) {
     auto replacement = std::make_shared<GenicamDescription>(
         device_.Get(), GenicamLoader::FromFile(path),
         std::string("'") + (path != nullptr ? path : "") + "'");
+    std::lock_guard<std::mutex> lock(descriptionMutex_);
     description_->Detach();
     description_ = std::move(replacement);
+    if (gone_)
+        description_->Detach();
+}
+
+void CameraConnection::MarkGone() {
+    {
+        std::lock_guard<std::mutex> lock(descriptionMutex_);
+        gone_ = true;
+        if (description_)
+            description_->Detach();
+    }
+    if (timeoutControl_)
+        setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
 }
 
 void CameraConnection::ApplyHeartbeatDisable(bool disable) {
@@ -362,6 +379,10 @@ void CameraConnection::WatchControl() {
         lock.lock();
         if (lost && !stopping_) {
             lock.unlock();
+            // From now on every access fails at once with "not connected" instead of waiting
+            // out the control channel's retries: a job in progress and the disconnect that
+            // follows the notification end without delay.
+            MarkGone();
             lostNotifier_->Fire();
             lock.lock();
             break;

@@ -73,6 +73,9 @@ private:
     void LoadDescriptionFromDevice();
     void ApplyHeartbeatDisable(bool disable);
     void WatchControl();
+    // On the watchdog, when the device is seen gone: detaches the description, so that every
+    // access fails at once with "not connected", and cuts the control channel's retries short.
+    void MarkGone();
 
     GigEVisionDeviceInfo info_;
     GObjectRef<ArvDevice> device_;
@@ -82,6 +85,9 @@ private:
     gulong controlLostHandler_ = 0;
     bool timeoutControl_ = false; // whether the control-channel time-out could be set
     bool restarting_ = false;     // set by ForgetControl
+    // Guards the replacement of description_ against the watchdog's MarkGone, and gone_.
+    std::mutex descriptionMutex_;
+    bool gone_ = false; // MarkGone ran: a description loaded afterwards is detached too
 
     std::thread watchdog_;
     std::mutex watchdogMutex_; // guards stopping_

@@ -1,0 +1,259 @@
+// The camera lost in the middle of each maintenance job run from the window: the job reports
+// the loss, nothing crashes, the window keeps the session until the dialog is closed and then
+// shows the disconnect.
+#include "windowdriver.h"
+
+#include "uitesthelpers.h"
+
+#include <dialogprogressthreadevent.h>
+#include <korvatincameraviewlane.h>
+#include <simulatorprocess.h>
+#include <testnetwork.h>
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <memory>
+
+#include <signal.h>
+
+using namespace e2e;
+
+namespace {
+
+constexpr int kDiscoveryWaitMs = 20000;
+constexpr int kJobWaitMs = 120000;
+
+bool WriteAll(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// What one job run showed.
+struct JobRun {
+    bool started = false;               // the dialog opened and the job ran to its end
+    bool killed = false;                // the camera was killed from the worker
+    bool connectedWhenJobEnded = false; // the window still held the session then
+};
+
+} // namespace
+
+class TestCameraLoss : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    std::unique_ptr<MainWindow> ConnectedWindow(SimulatorProcess& sim, const QString& address) {
+        if (!sim.startCamsim({"--address", address, "--width", "256", "--height", "64"}))
+            return nullptr;
+        auto window =
+            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
+        window->resize(1600, 1000);
+        if (!QTest::qWaitForWindowExposed(window.get()))
+            return nullptr;
+        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == 1; }, kDiscoveryWaitMs))
+            return nullptr;
+        ClickRow(*window, 0);
+        if (!QTest::qWaitFor([&] { return window->IsConnected(); }, 10000))
+            return nullptr;
+        return window;
+    }
+
+    // Opens the dialog of `openButton`, fills in `fileName`, clicks `jobButton` and, on the
+    // worker, at the job's `killAt`-th progress event (counted from 1), kills the camera before
+    // the job goes on: the job's next camera access meets a camera that is gone. Waits for the
+    // job's end and closes the dialog.
+    static JobRun RunJobLosingTheCamera(MainWindow& window, SimulatorProcess& sim,
+                                        const char* openButton, const char* jobButton,
+                                        const QString& fileName, int killAt) {
+        JobRun run;
+        const qint64 pid = sim.processId();
+        const bool shown = uitest::WithModal<CDialogProgressThreadEvent>(
+            &window, [&] { window.findChild<QPushButton*>(openButton)->click(); },
+            [&](CDialogProgressThreadEvent& dialog) {
+                std::atomic<int> progress{0};
+                std::atomic<bool> killed{false};
+                // Direct: on the worker, which goes on only after the camera is gone.
+                QObject::connect(
+                    &dialog, &CDialogProgressThreadEvent::threadEvent, &dialog,
+                    [&](int event, const QString*) {
+                        if (event == 2 && ++progress == killAt && pid > 0) {
+                            ::kill(pid_t(pid), SIGKILL);
+                            killed = true;
+                        }
+                    },
+                    Qt::DirectConnection);
+                bool finished = false;
+                QObject::connect(
+                    &dialog, &CDialogProgressThreadEvent::threadEvent, &dialog,
+                    [&](int event, const QString*) { finished = finished || event == 4; },
+                    Qt::QueuedConnection);
+                dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(fileName);
+                dialog.findChild<QPushButton*>(jobButton)->click();
+                run.started = uitest::WaitFor(
+                    [&] {
+                        return finished && !dialog.IsBusy() &&
+                               QApplication::activeModalWidget() == &dialog;
+                    },
+                    kJobWaitMs);
+                run.killed = killed;
+                run.connectedWhenJobEnded = window.IsConnected();
+                dialog.reject();
+            });
+        run.started = run.started && shown;
+        return run;
+    }
+
+    // After the dialog closed: the window lets the camera go and says so.
+    static void VerifyDisconnectShown(MainWindow& window, const MessageBoxWatcher& boxes) {
+        QTRY_VERIFY_WITH_TIMEOUT(!window.IsConnected(), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(boxes.texts.contains("Device is disconnected!"), 20000);
+        QCOMPARE(boxes.texts.last(), QString("Device is disconnected!"));
+    }
+
+    static bool Shows(const QStringList& texts, const QString& start, const QString& part = {}) {
+        for (const QString& text : texts)
+            if (text.startsWith(start) && text.contains(part))
+                return true;
+        return false;
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        QVERIFY2(TestNetwork::isIsolated(), "the window tests need their own network namespace");
+    }
+
+    void aCameraThatVanishesWhileStreamingIsShownWithinTheBound() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.19.5");
+        QVERIFY(window);
+        auto* display = window->findChild<QWidget*>("widgetGrabbedFrame");
+        QVERIFY(display);
+        // Streaming: frames are shown before the camera goes.
+        QVERIFY(QTest::qWaitFor([&] { return window->Session()->grabbedFrameCount > 10; }, 20000));
+        MessageBoxWatcher boxes;
+        QElapsedTimer sinceKill;
+        sinceKill.start();
+        sim.kill();
+        QTRY_VERIFY_WITH_TIMEOUT(boxes.texts.contains("Device is disconnected!"), 20000);
+        // The camera answered until it was killed; the loss is to be known within 3 s of that.
+        // The bound leaves room for a busy machine; the figure is printed.
+        const qint64 ms = sinceKill.elapsed();
+        qInfo("\"Device is disconnected!\" shown %lld ms after the camera was killed", ms);
+        QVERIFY2(ms < 4500, qPrintable(QString::number(ms)));
+        QVERIFY(!window->IsConnected());
+        QCOMPARE(boxes.texts, QStringList{"Device is disconnected!"});
+    }
+
+    void programLut() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.19.1");
+        QVERIFY(window);
+        QByteArray table;
+        for (int k = 0; k < 1024; ++k)
+            table += QByteArray::number(k) + "\n";
+        const QString path = m_dir.filePath("lut.csv");
+        QVERIFY(WriteAll(path, table));
+        MessageBoxWatcher boxes;
+        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_program_LUT",
+                                                 "pushButton_program", path, 10);
+        QVERIFY(run.started);
+        QVERIFY(run.killed);
+        QVERIFY(run.connectedWhenJobEnded);
+        QVERIFY2(Shows(boxes.texts, "Fail to set LUT. Entry: 10. Error: "),
+                 qPrintable(boxes.texts.join(" | ")));
+        VerifyDisconnectShown(*window, boxes);
+    }
+
+    void saveDeviceSettings() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.19.2");
+        QVERIFY(window);
+        const QString path = m_dir.filePath("lost-save.txt");
+        MessageBoxWatcher boxes;
+        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_saveDeviceSettings",
+                                                 "pushButton_save_settings", path, 3);
+        QVERIFY(run.started);
+        QVERIFY(run.killed);
+        QVERIFY(run.connectedWhenJobEnded);
+        QVERIFY2(Shows(boxes.texts, "Saving device settings failed: "),
+                 qPrintable(boxes.texts.join(" | ")));
+        VerifyDisconnectShown(*window, boxes);
+    }
+
+    void loadDeviceSettings() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.19.3");
+        QVERIFY(window);
+        const QString path = m_dir.filePath("lost-load.txt");
+        QStringList texts;
+        {
+            MessageBoxWatcher boxes;
+            QVERIFY(uitest::WithModal<CDialogProgressThreadEvent>(
+                window.get(),
+                [&] { window->findChild<QPushButton*>("pushButton_saveDeviceSettings")->click(); },
+                [&](CDialogProgressThreadEvent& dialog) {
+                    bool finished = false;
+                    QObject::connect(
+                        &dialog, &CDialogProgressThreadEvent::threadEvent, &dialog,
+                        [&](int event, const QString*) { finished = finished || event == 4; },
+                        Qt::QueuedConnection);
+                    dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
+                    dialog.findChild<QPushButton*>("pushButton_save_settings")->click();
+                    QVERIFY(uitest::WaitFor(
+                        [&] {
+                            return finished && !dialog.IsBusy() &&
+                                   QApplication::activeModalWidget() == &dialog;
+                        },
+                        kJobWaitMs));
+                    dialog.reject();
+                }));
+            QCOMPARE(boxes.texts,
+                     QStringList{"Device setting was successfully saved to file: " + path});
+        }
+        MessageBoxWatcher boxes;
+        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_loadDeviceSettings",
+                                                 "pushButton_load_settings", path, 3);
+        QVERIFY(run.started);
+        QVERIFY(run.killed);
+        QVERIFY(run.connectedWhenJobEnded);
+        QVERIFY2(Shows(boxes.texts, "Device setting was successfully loaded from file: " + path,
+                       "The first error:"),
+                 qPrintable(boxes.texts.join(" | ")));
+        VerifyDisconnectShown(*window, boxes);
+    }
+
+    void programXml() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.19.4");
+        QVERIFY(window);
+        // The simulator's own description, made long by a comment so that the write takes
+        // many progress steps.
+        QFile own(qEnvironmentVariable("KORVATIN_SOURCE_DIR") + "/camsim/korvatin-camsim.xml");
+        QVERIFY(own.open(QIODevice::ReadOnly));
+        QByteArray xml = own.readAll();
+        xml.append("<!-- " + QByteArray(4 << 20, 'x') + " -->\n");
+        const QString path = m_dir.filePath("long.xml");
+        QVERIFY(WriteAll(path, xml));
+        MessageBoxWatcher boxes;
+        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_programXML",
+                                                 "pushButton_program", path, 3);
+        QVERIFY(run.started);
+        QVERIFY(run.killed);
+        QVERIFY(run.connectedWhenJobEnded);
+        QVERIFY2(Shows(boxes.texts, "XML programming failed: "),
+                 qPrintable(boxes.texts.join(" | ")));
+        VerifyDisconnectShown(*window, boxes);
+    }
+};
+
+QTEST_MAIN(TestCameraLoss)
+#include "tst_cameraloss.moc"
