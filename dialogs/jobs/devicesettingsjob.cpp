@@ -73,6 +73,41 @@ TCameraNodeSetting parseLine(const QString& line, const QStringList& words, int 
     return TCameraNodeSetting(name.constData(), type, &value);
 }
 
+// The features of the camera's persistent network configuration: a file saved from one camera
+// gives every camera it is loaded into the same address after their next reset.
+const QStringList& persistentNetworkNames() {
+    static const QStringList names = {
+        "GevPersistentIPAddress",        "GevPersistentSubnetMask",
+        "GevPersistentDefaultGateway",   "GevCurrentIPConfigurationPersistentIP",
+        "GevCurrentIPConfigurationDHCP", "GevCurrentIPConfigurationLLA"};
+    return names;
+}
+
+// Reads `node`'s value into `value` by its type: true for the five types a settings file holds,
+// false (nothing read) for every other.
+bool readValue(const CKorvatinGenICamNodeT& node, QrnParamDataType type,
+               TCameraNodeSetting::Value& value) {
+    switch (type) {
+    case QRN_PARAM_UINT32:
+        value.uint32Value = node.GetUInt32();
+        return true;
+    case QRN_PARAM_INT32:
+        value.int32Value = node.GetInt32();
+        return true;
+    case QRN_PARAM_BOOLEAN:
+        value.boolValue = node.GetBool() ? 1 : 0;
+        return true;
+    case QRN_PARAM_STRING:
+        node.GetString(value.text, sizeof value.text, nullptr);
+        return true;
+    case QRN_PARAM_ENUMERATION:
+        node.GetEnum(value.text, 64, nullptr);
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 const QStringList& DeviceSettingsJob::ExcludedNames() {
@@ -120,33 +155,16 @@ void DeviceSettingsJob::Walk(const CKorvatinGenICamNodeT& node) {
     node.Name(name, sizeof name, &nameLength);
     if (ExcludedNames().contains(QString::fromLatin1(name)))
         return;
-    TCameraNodeSetting::Value value{};
-    switch (type) {
-    case QRN_PARAM_UINT32:
-        value.uint32Value = node.GetUInt32();
-        break;
-    case QRN_PARAM_INT32:
-        value.int32Value = node.GetInt32();
-        break;
-    case QRN_PARAM_BOOLEAN:
-        value.boolValue = node.GetBool() ? 1 : 0;
-        break;
-    case QRN_PARAM_STRING:
-        node.GetString(value.text, sizeof value.text, nullptr);
-        break;
-    case QRN_PARAM_ENUMERATION:
-        node.GetEnum(value.text, 64, nullptr);
-        break;
-    case QRN_PARAM_CATEGORY: {
+    if (type == QRN_PARAM_CATEGORY) {
         std::list<CKorvatinGenICamNodeT> features;
         node.GetCategoryFeatures(&features);
         for (const CKorvatinGenICamNodeT& feature : features)
             Walk(feature);
         return;
     }
-    default:
+    TCameraNodeSetting::Value value{};
+    if (!readValue(node, type, value))
         return;
-    }
     // A line with a cut name would never load back; such a feature stops the save instead.
     if (nameLength >= TCameraNodeSetting::kNameSize)
         fail(QString("Feature name too long (%1 bytes, at most %2): %3")
@@ -186,6 +204,7 @@ void DeviceSettingsJob::ReadFile(const QString& fileName) {
     static const QRegularExpression kSpaces("\\s+");
     QTextStream in(&file);
     int lineNumber = 0;
+    int settingLines = 0; // lines with a type word and, but for an empty string, a value
     while (!in.atEnd()) {
         const QString line = in.readLine();
         ++lineNumber;
@@ -194,6 +213,9 @@ void DeviceSettingsJob::ReadFile(const QString& fileName) {
         if (words.isEmpty())
             continue;
         const TCameraNodeSetting setting = parseLine(line, words, lineNumber);
+        if (setting.type != TCameraNodeSetting::kUnsupportedType &&
+            (words.size() >= 3 || setting.type == QRN_PARAM_STRING))
+            ++settingLines;
         if (!ExcludedNames().contains(QString::fromLocal8Bit(setting.name)))
             m_settings.append(setting);
     }
@@ -203,18 +225,48 @@ void DeviceSettingsJob::ReadFile(const QString& fileName) {
     // offsets to 0): a file without settings is refused before anything is written.
     if (m_settings.isEmpty())
         throw CKorvatinException("The file holds no device settings.", QRN_ERR_INVALID);
+    // A file of another kind (a LUT table, any text) would still run the preparation writes
+    // and then fail line by line: without one line that reads "name type value" with a type
+    // word, it is refused before anything is written.
+    if (!settingLines)
+        fail(QString("%1 is not a device settings file: no line reads \"name type value\" with "
+                     "a type such as UInt32, Boolean or Enumeration.")
+                 .arg(fileName));
 }
 
 void DeviceSettingsJob::WriteKeepingFirstError(const TCameraNodeSetting& setting,
                                                QString& firstError) {
+    const QString name = QString::fromLocal8Bit(setting.name);
+    // A persistent network value is read first, so that a write that changes it is told.
+    QString before;
+    bool known = false;
+    if (persistentNetworkNames().contains(name)) {
+        try {
+            const CKorvatinGenICamNodeT node = m_camera->GetNodeByName(setting.name);
+            TCameraNodeSetting::Value value{};
+            known = int(node.DataType()) == setting.type &&
+                    readValue(node, QrnParamDataType(setting.type), value);
+            if (known)
+                before = TCameraNodeSetting(setting.name, setting.type, &value).valueText;
+        } catch (const std::exception&) {
+            known = false; // unread: a successful write counts as a change
+        }
+    }
     QString error;
-    if (!m_host->CameraSet(setting, error) && firstError.isEmpty())
-        firstError = QString::fromLocal8Bit(setting.name) + " : " + error;
+    if (!m_host->CameraSet(setting, error)) {
+        if (firstError.isEmpty())
+            firstError = name + " : " + error;
+        return;
+    }
+    if (persistentNetworkNames().contains(name) && (!known || before != setting.valueText) &&
+        !m_networkChanged.contains(name))
+        m_networkChanged.append(name);
 }
 
 void DeviceSettingsJob::Apply() {
     m_progressTotal = int32_t(m_settings.size()) + 5;
     m_visited = 0;
+    m_networkChanged.clear();
     QString firstError;
 
     for (const TCameraNodeSetting& setting : m_settings) {
@@ -281,6 +333,11 @@ bool DeviceSettingsJob::Load(const QString& fileName) {
     QString message = "Device setting was successfully loaded from file: " + fileName;
     if (!firstError.isEmpty())
         message += "\n\nThe first error:\n" + firstError;
+    if (!m_networkChanged.isEmpty())
+        message += "\n\nThe camera's persistent network configuration was changed (" +
+                   m_networkChanged.join(", ") +
+                   "); it applies from the camera's next reset. Every camera this file is loaded "
+                   "into is given the same configuration.";
     m_host->SendThreadEventText(CMaintenanceJobHost::Finished, message);
     return firstError.isEmpty();
 }

@@ -7,6 +7,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 
@@ -40,6 +41,9 @@ public:
     void Apply();
 
     const QList<TCameraNodeSetting>& Settings() const { return m_settings; }
+    // The persistent network features (persistent address, mask, gateway, IP configuration
+    // flags) whose value the last Apply changed, in the order written.
+    const QStringList& NetworkConfigurationChanged() const { return m_networkChanged; }
 
 private:
     // Sends one node's progress: the visited count up to 100, then 0 for every further node.
@@ -52,4 +56,5 @@ private:
     QList<TCameraNodeSetting> m_settings;
     int32_t m_visited = 0;
     int32_t m_progressTotal = 0;
+    QStringList m_networkChanged;
 };

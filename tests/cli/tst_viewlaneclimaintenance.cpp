@@ -82,6 +82,33 @@ private slots:
         QCOMPARE(get("OffsetX"), QString("16"));
     }
 
+    void loadOfALutTableIsRefusedAndWritesNothing() {
+        QCOMPARE(RunCli({"set", kAddress, "OffsetX", "16"}).exitCode, 0);
+        const QString path = writeFile(m_dir, "table.csv", "0\n1\n2\n3\n");
+        const CliRun load = RunCli({"load-settings", kAddress, path});
+        QCOMPARE(load.exitCode, 1);
+        QCOMPARE(load.out, "Loading device settings failed: " + path +
+                               " is not a device settings file: no line reads \"name type "
+                               "value\" with a type such as UInt32, Boolean or Enumeration.\n");
+        QCOMPARE(get("OffsetX"), QString("16"));
+    }
+
+    void loadThatChangesThePersistentAddressSaysSo() {
+        const QString before = get("GevPersistentIPAddress");
+        const QString other = before == "3232238090" ? "3232238091" : "3232238090";
+        const QString path = writeFile(
+            m_dir, "address.txt", ("GevPersistentIPAddress UInt32 " + other + "\n").toLatin1());
+        const CliRun load = RunCli({"load-settings", kAddress, path});
+        QCOMPARE(load.exitCode, 0);
+        QCOMPARE(load.out, "Device setting was successfully loaded from file: " + path +
+                               "\n\nThe camera's persistent network configuration was changed "
+                               "(GevPersistentIPAddress); it applies from the camera's next "
+                               "reset. Every camera this file is loaded into is given the same "
+                               "configuration.\n");
+        QCOMPARE(get("GevPersistentIPAddress"), other);
+        QCOMPARE(RunCli({"set", kAddress, "GevPersistentIPAddress", before}).exitCode, 0);
+    }
+
     void saveToAnUncreatableFileFails() {
         const CliRun save = RunCli({"save-settings", kAddress, m_dir.filePath("none/x.txt")});
         QCOMPARE(save.exitCode, 1);

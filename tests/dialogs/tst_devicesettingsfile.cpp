@@ -117,6 +117,8 @@ private slots:
     void unparsableLineIsRefusedBeforeAnyWrite();
     void missingFileIsRefused();
     void emptyFileIsRefusedBeforeAnyWrite();
+    void aLutTableIsRefusedBeforeAnyWriteNamingTheFile();
+    void aLoadThatChangesThePersistentNetworkConfigurationSaysSo();
     void binaryFileEndsWithOneFinishedEvent();
     void oneVeryLongLineIsRefusedNamingTheLine();
     void nameOf64BytesIsRefusedNamingTheLine();
@@ -350,10 +352,11 @@ void TestDeviceSettingsFile::longExposureAppliesBecauseItIsWrittenLast() {
 }
 
 void TestDeviceSettingsFile::unknownTypeWordFailsAtWrite() {
-    const QString path = WriteFile(m_dir.path(), "unknowntype.txt", "Width Number 640\n");
+    const QString path =
+        WriteFile(m_dir.path(), "unknowntype.txt", "Width Number 640\nHeight UInt32 480\n");
     RecordingHost host(&m_camsim.Camera());
     QVERIFY(!DeviceSettingsJob(&host, &m_camsim.Camera()).Load(path));
-    QCOMPARE(host.Writes().last().type, -1);
+    QCOMPARE(host.Writes().at(host.Writes().size() - 2).type, -1);
     QCOMPARE(host.Texts(4),
              QStringList{kLoaded + path + kFirstError + "Width : Node type is not supported."});
 }
@@ -408,6 +411,51 @@ void TestDeviceSettingsFile::emptyFileIsRefusedBeforeAnyWrite() {
     QCOMPARE(host.Texts(4), QStringList{"Loading device settings failed: The file holds no "
                                         "device settings."});
     QVERIFY(host.Writes().isEmpty());
+}
+
+void TestDeviceSettingsFile::aLutTableIsRefusedBeforeAnyWriteNamingTheFile() {
+    QByteArray table;
+    for (int k = 0; k < 1024; ++k)
+        table += QByteArray::number(1023 - k) + "\n";
+    const QString path = WriteFile(m_dir.path(), "table.csv", table);
+    RecordingHost host(&m_camsim.Camera());
+    QVERIFY(!DeviceSettingsJob(&host, &m_camsim.Camera()).Load(path));
+    QCOMPARE(host.Texts(4),
+             QStringList{"Loading device settings failed: " + path +
+                         " is not a device settings file: no line reads \"name type value\" "
+                         "with a type such as UInt32, Boolean or Enumeration."});
+    // Not even the preparation writes (exposure, offsets) were made.
+    QVERIFY(host.Writes().isEmpty());
+}
+
+void TestDeviceSettingsFile::aLoadThatChangesThePersistentNetworkConfigurationSaysSo() {
+    CKorvatinCamera& camera = m_camsim.Camera();
+    const uint32_t address = camera.GetUInt32("GevPersistentIPAddress");
+    const uint32_t other = address == 0xC0A80A0Au ? 0xC0A80A0Bu : 0xC0A80A0Au;
+    const QString mask = QString::number(camera.GetUInt32("GevPersistentSubnetMask"));
+    const QString path =
+        WriteFile(m_dir.path(), "network.txt",
+                  QString("GevPersistentIPAddress UInt32 %1\nGevPersistentSubnetMask UInt32 %2\n"
+                          "Height UInt32 480\n")
+                      .arg(other)
+                      .arg(mask)
+                      .toLatin1());
+    RecordingHost host(&camera);
+    QVERIFY(DeviceSettingsJob(&host, &camera).Load(path));
+    // Only the value that changed is named.
+    QCOMPARE(host.Texts(4),
+             QStringList{kLoaded + path +
+                         "\n\nThe camera's persistent network configuration was changed "
+                         "(GevPersistentIPAddress); it applies from the camera's next reset. "
+                         "Every camera this file is loaded into is given the same "
+                         "configuration."});
+    QCOMPARE(camera.GetUInt32("GevPersistentIPAddress"), other);
+
+    // Loaded again, nothing changes, and nothing is said.
+    RecordingHost again(&camera);
+    QVERIFY(DeviceSettingsJob(&again, &camera).Load(path));
+    QCOMPARE(again.Texts(4), QStringList{kLoaded + path});
+    camera.SetUInt32("GevPersistentIPAddress", address);
 }
 
 void TestDeviceSettingsFile::binaryFileEndsWithOneFinishedEvent() {
