@@ -212,6 +212,9 @@ private:
                     std::optional<QString>& streamError);
 
     static void ConnectionLostCallback(void* context, void* ignored);
+    // Whether `macOrSerial`, as typed in the force-reboot dialog (a MAC with '-', else a serial
+    // number), names `device`.
+    static bool NamesDevice(const QString& macOrSerial, const GigEVisionDeviceInfo& device);
 
     std::unique_ptr<CAppSettings> m_settings; // first: every later step reads it
     std::unique_ptr<Ui::MainWindow> ui;

@@ -42,6 +42,13 @@ void MainWindow::on_pushButton_force_ip_clicked() {
     }
 }
 
+bool MainWindow::NamesDevice(const QString& macOrSerial, const GigEVisionDeviceInfo& device) {
+    const QString text = macOrSerial.trimmed();
+    if (text.contains('-'))
+        return text.compare(QString::fromLatin1(device.macAddress), Qt::CaseInsensitive) == 0;
+    return text == QString::fromLocal8Bit(device.serialNumber);
+}
+
 void MainWindow::on_pushButton_force_reboot_clicked() {
     for (;;) {
         CDialogForceReboot dialog(m_serialNumbers, this);
@@ -57,8 +64,21 @@ void MainWindow::on_pushButton_force_reboot_clicked() {
             ShowMessage("The serial number is 0.", this);
             continue;
         }
+        // The connected camera is controlled by this window: it lets the camera go first, as a
+        // disconnect does, so that the reset is not refused as another host's camera.
+        std::optional<GigEVisionDeviceInfo> released;
+        const GigEVisionDeviceInfo* connected = m_session->ConnectedDeviceInfo();
+        if (connected && NamesDevice(macOrSerial, *connected)) {
+            released = *connected;
+            DisconnectCamera();
+            UncheckConnectedRow();
+        }
         try {
             CKorvatinCamera::ForceReboot(macOrSerial.toLocal8Bit().constData(), nullptr);
+            // The camera restarts: its row goes, as after a lost connection, and discovery
+            // lists it again once it is back.
+            if (released)
+                RemoveDeviceRow(*released);
             ShowMessage("Force reboot command has been sent.", this);
             return;
         } catch (const std::exception& error) {

@@ -262,7 +262,7 @@ void TestViewlaneCliNetwork::rebootOfACameraHeldByAnotherHostFailsWithTheClearTe
     QVERIFY2(otherHost.open("127.0.18.9", &error), qPrintable(error));
     verifyOneErrorLine(RunCli({"reboot", device.mac}),
                        QString("The device %1 (serial number %2, IP address 127.0.18.9) is "
-                               "controlled by another host; it was not reset")
+                               "controlled by another host; it was not reset.")
                            .arg(device.mac, device.serial));
     // Not reset: the other host still reads through its connection.
     QCOMPARE(otherHost.integerValue("Width"), qint64(1280));

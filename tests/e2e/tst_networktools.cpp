@@ -5,6 +5,7 @@
 
 #include "uitesthelpers.h"
 
+#include <aravisreference.h>
 #include <dialogforceip.h>
 #include <dialogforcereboot.h>
 #include <dialogipconfiguration.h>
@@ -193,6 +194,60 @@ private slots:
         QCOMPARE(byMac.shown, 1);
         QCOMPARE(messages.texts.last(), QString("Force reboot command has been sent."));
         QTRY_COMPARE_WITH_TIMEOUT(sim.output().count("back on 127.0.12.3"), 2, 10000);
+    }
+
+    void forceRebootOfTheConnectedCameraResetsItAndShowsItGone() {
+        SimulatorProcess sim;
+        QVERIFY(sim.startCamsim(
+            {"--address", "127.0.12.7", "--serial", "400127", "--mac", "0a:3c:51:06:1a:f7"}));
+        auto window = OpenWindow(1);
+        QVERIFY(window);
+        ClickRow(*window, 0);
+        QVERIFY(QTest::qWaitFor([&] { return window->IsConnected(); }, 10000));
+        MessageBoxWatcher messages;
+        {
+            RebootAnswers answers({"400127"});
+            window->findChild<QPushButton*>("pushButton_force_reboot")->click();
+            QCOMPARE(answers.shown, 1);
+        }
+        QCOMPARE(messages.texts, QStringList{"Force reboot command has been sent."});
+        QVERIFY(sim.output().contains("camera 400127 resetting"));
+        // The window is as after a lost connection: disconnected, the row gone until discovery
+        // finds the camera again.
+        QVERIFY(!window->IsConnected());
+        QVERIFY(EditorOf(*window, "Width") == nullptr);
+        QTRY_COMPARE_WITH_TIMEOUT(sim.output().count("back on 127.0.12.7"), 1, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(RowOf(*window, "127.0.12.7"), 0, kDiscoveryWaitMs);
+
+        // Connected again, the MAC names it as well.
+        ClickRow(*window, 0);
+        QVERIFY(QTest::qWaitFor([&] { return window->IsConnected(); }, 10000));
+        RebootAnswers byMac({"0A-3C-51-06-1A-F7"});
+        window->findChild<QPushButton*>("pushButton_force_reboot")->click();
+        QCOMPARE(messages.texts.size(), 2);
+        QCOMPARE(messages.texts.last(), QString("Force reboot command has been sent."));
+        QVERIFY(!window->IsConnected());
+        QTRY_COMPARE_WITH_TIMEOUT(sim.output().count("back on 127.0.12.7"), 2, 10000);
+    }
+
+    void forceRebootOfACameraAnotherHostControlsSaysSo() {
+        SimulatorProcess sim;
+        QVERIFY(sim.startCamsim(
+            {"--address", "127.0.12.8", "--serial", "400128", "--mac", "0a:3c:51:06:1a:f8"}));
+        AravisReference otherHost;
+        QString error;
+        QVERIFY2(otherHost.open("127.0.12.8", &error), qPrintable(error));
+        auto window = OpenWindow(1);
+        QVERIFY(window);
+        MessageBoxWatcher messages;
+        RebootAnswers answers({"400128", QString()});
+        window->findChild<QPushButton*>("pushButton_force_reboot")->click();
+        QCOMPARE(answers.shown, 2);
+        QCOMPARE(messages.texts,
+                 QStringList{"Force reboot failed: The device 0a-3c-51-06-1a-f8 (serial number "
+                             "400128, IP address 127.0.12.8) is controlled by another host; it "
+                             "was not reset."});
+        QVERIFY(!sim.output().contains("resetting"));
     }
 
     void forceRebootFailureShowsWhyAndReopensUntilCancelled() {

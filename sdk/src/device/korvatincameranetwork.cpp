@@ -166,7 +166,7 @@ Privilege probePrivilege(const GigEVisionDeviceInfo& device) {
 
 CKorvatinException controlledElsewhere(const GigEVisionDeviceInfo& device) {
     return CKorvatinException("The " + deviceText(device) +
-                                  " is controlled by another host; it was not reset",
+                                  " is controlled by another host; it was not reset.",
                               QRN_ERR_ACCESS);
 }
 
