@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class CAppSettings;
 class CDisplayTimer;
@@ -238,6 +239,8 @@ private:
     QList<CGENiCAMFrame*> m_readonlyPollingFrames;
     // Rows built by the running tree build and the editors to place in their column 1.
     QList<QPair<QTreeWidgetItem*, CGENiCAMFrame*>> m_pendingEditors;
+    // The categories the running tree build is inside, outermost first.
+    std::vector<CKorvatinGenICamNodeT> m_categoriesBeingBuilt;
 
     QActionGroup* m_bayerGroup = nullptr;
     QActionGroup* m_frameRateGroup = nullptr;

@@ -134,8 +134,9 @@ void MainWindow::BuildGENiCAMTree() {
         return;
 
     ClearGENiCAMNodeCallbacks();
+    const QString rootName = DisplayNameOf(root, kRootNameSize);
     auto* rootItem = new QTreeWidgetItem(0);
-    rootItem->setText(0, DisplayNameOf(root, kRootNameSize));
+    rootItem->setText(0, rootName);
     ClearReadonlyNodesPolling();
     ui->treeWidgetGenICam->clear();
 
@@ -144,9 +145,15 @@ void MainWindow::BuildGENiCAMTree() {
     // every editor's model index, which makes a tree of a thousand features quadratic.
     m_pendingEditors.clear();
     std::list<CKorvatinGenICamNodeT> features;
-    root.GetCategoryFeatures(&features);
+    try {
+        root.GetCategoryFeatures(&features);
+    } catch (const CKorvatinException& e) {
+        rootItem->setData(1, NodeErrorRole, QVariant::fromValue(e));
+    }
+    m_categoriesBeingBuilt.assign(1, root);
     for (const CKorvatinGenICamNodeT& feature : features)
         AddGENiCAMNode(rootItem, feature);
+    m_categoriesBeingBuilt.clear();
     ui->treeWidgetGenICam->addTopLevelItem(rootItem);
     // Placed into a hidden viewport, the editors are laid out and polished once, when it is
     // shown again, rather than one by one.
@@ -180,10 +187,24 @@ void MainWindow::DropPendingEditorsFrom(qsizetype first) {
 }
 
 void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT node) {
-    const QString name = DisplayNameOf(node, kNodeNameSize);
-    const QrnParamDataType type = node.DataType();
+    QString name;
+    QrnParamDataType type = QRN_PARAM_OTHER;
+    try {
+        // Both may read the device (a display name or a minimum behind a register): a failure
+        // climbs the tree as an editor's does, and what was built before it stays.
+        name = DisplayNameOf(node, kNodeNameSize);
+        type = node.DataType();
+    } catch (const CKorvatinException& e) {
+        parent->setData(1, NodeErrorRole, QVariant::fromValue(e));
+        return;
+    }
     if (type == QRN_PARAM_ENUMENTRY || int(type) > int(QRN_PARAM_CATEGORY))
         return;
+    // A category listed inside itself, directly or through others (a description can say so),
+    // gets its row but is not entered again.
+    const bool enclosing = type == QRN_PARAM_CATEGORY &&
+                           std::find(m_categoriesBeingBuilt.begin(), m_categoriesBeingBuilt.end(),
+                                     node) != m_categoriesBeingBuilt.end();
 
     const bool attachedAtOnce = type == QRN_PARAM_STRING || type == QRN_PARAM_CATEGORY;
     auto* item = attachedAtOnce ? new QTreeWidgetItem(parent) : new QTreeWidgetItem;
@@ -207,14 +228,22 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
         return;
     }
 
-    if (type == QRN_PARAM_CATEGORY) {
+    if (type == QRN_PARAM_CATEGORY && !enclosing) {
         const qsizetype firstPending = m_pendingEditors.size();
         std::list<CKorvatinGenICamNodeT> features;
-        node.GetCategoryFeatures(&features);
+        try {
+            node.GetCategoryFeatures(&features);
+        } catch (const CKorvatinException& e) {
+            parent->setData(1, NodeErrorRole, QVariant::fromValue(e));
+            delete item;
+            return;
+        }
+        m_categoriesBeingBuilt.push_back(node);
         for (const CKorvatinGenICamNodeT& feature : features) {
             AddGENiCAMNode(item, feature);
             const QVariant error = item->data(1, NodeErrorRole);
             if (error.isValid() && !error.isNull()) {
+                m_categoriesBeingBuilt.pop_back();
                 parent->setData(1, NodeErrorRole, error);
                 // The editors of the rows going with the category were not placed yet.
                 DropPendingEditorsFrom(firstPending);
@@ -222,6 +251,7 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
                 return;
             }
         }
+        m_categoriesBeingBuilt.pop_back();
     }
 
     if (editor) {

@@ -28,6 +28,15 @@ const char* nameOf(void* node) {
     return name != nullptr ? name : "(unnamed)";
 }
 
+// The longest string register read; GenICam strings are names, versions and user texts.
+constexpr guint64 kMaxStringBytes = 64 * 1024;
+
+std::string hexText(guint64 value) {
+    char text[24];
+    std::snprintf(text, sizeof text, "%llX", static_cast<unsigned long long>(value));
+    return text;
+}
+
 [[noreturn]] void fail(void* node, const std::string& what, QRN_ERROR code) {
     throw CKorvatinException(std::string(nameOf(node)) + ": " + what, code);
 }
@@ -564,6 +573,26 @@ void CKorvatinGenICamNodeT::GetString(char* buffer, unsigned long size, unsigned
     requireLive(*this);
     requireType(node_, ARV_IS_GC_STRING(node_) && !ARV_IS_GC_ENUMERATION(node_), "String");
     GErrorPtr error;
+    if (ARV_IS_GC_REGISTER(node_)) {
+        // A string register's length may come from another register: one that reads a huge
+        // number would have the read fetch gigabytes, packet by packet. The work is bounded
+        // before anything is fetched, and so is the address GigE Vision can reach.
+        ArvGcRegister* reg = ARV_GC_REGISTER(node_);
+        const guint64 address = arv_gc_register_get_address(reg, Out(error));
+        check(node_, error);
+        if (address > 0xFFFFFFFFull)
+            fail(node_,
+                 "its address 0x" + hexText(address) +
+                     " is beyond the 32-bit register space a GigE Vision device has",
+                 QRN_ERR_INVALID);
+        const guint64 bytes = arv_gc_register_get_length(reg, Out(error));
+        check(node_, error);
+        if (bytes > kMaxStringBytes)
+            fail(node_,
+                 "its length reads " + std::to_string(bytes) + " bytes, more than the " +
+                     std::to_string(kMaxStringBytes) + " a string may have",
+                 QRN_ERR_RANGE);
+    }
     const char* value = arv_gc_string_get_value(ARV_GC_STRING(node_), Out(error));
     check(node_, error);
     copyOut(value, buffer, size, length);
