@@ -57,15 +57,18 @@ void MainWindow::on_pushButton_file_save_clicked() {
         ShowMessage("Fail to get frame to save. Please start streaming.", this);
         return;
     }
+    QString message = "Frame was saved to: " + fileName;
     try {
         m_session->SaveFrame(*frame->SourceRawFrame(), fileName.toLocal8Bit().constData(),
                              int(kFilters.indexOf(selectedFilter)),
                              ui->widgetGrabbedFrame->BayerMode());
-        ShowMessage("Frame was saved to: " + fileName, this);
     } catch (const std::exception& e) {
-        ShowMessage(QString("Frame failed to save: ") + e.what(), this);
+        message = QString("Frame failed to save: ") + e.what();
     }
+    // Given back before the message: while it is open a lost connection releases every
+    // holder, this one included.
     m_session->ReturnDisplayFrame(frame);
+    ShowMessage(message, this);
 }
 
 void MainWindow::autoROIChanged(uint x, uint y, uint width, uint height) {

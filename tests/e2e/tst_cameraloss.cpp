@@ -7,15 +7,19 @@
 
 #include <dialogprogressthreadevent.h>
 #include <korvatincameraviewlane.h>
+#include <qwidgetgrabbedframe.h>
 #include <simulatorprocess.h>
 #include <testnetwork.h>
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileDialog>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <atomic>
 #include <csignal>
@@ -151,6 +155,63 @@ private slots:
         QVERIFY2(ms < 4500, qPrintable(QString::number(ms)));
         QVERIFY(!window->IsConnected());
         QCOMPARE(boxes.texts, QStringList{"Device is disconnected!"});
+    }
+
+    void aCameraLostWhileTheSavedFrameIsReportedLeavesNothingBehind() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.19.6");
+        QVERIFY(window);
+        QVERIFY(QTest::qWaitFor([&] { return window->Session()->grabbedFrameCount > 10; }, 20000));
+        const QString path = m_dir.filePath("lost-while-saved.raw");
+        // One handler answers every modal window in turn: the file dialog with the path; the
+        // "saved" message only once the camera, killed while it is open, has been let go (the
+        // window's "Device is disconnected!" opens over it and is answered first).
+        QStringList texts;
+        bool killed = false;
+        QTimer answer;
+        QObject::connect(&answer, &QTimer::timeout, [&] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (auto* files = qobject_cast<QFileDialog*>(modal)) {
+                if (!uitest::AcceptFile(*files, path, QString()))
+                    files->reject();
+                return;
+            }
+            auto* box = qobject_cast<QMessageBox*>(modal);
+            if (!box || box->property("answered").toBool())
+                return;
+            if (box->text().startsWith("Frame was saved to: ") && !killed) {
+                killed = true;
+                sim.kill();
+                return;
+            }
+            if (box->text().startsWith("Frame was saved to: ") && window->IsConnected())
+                return;
+            box->setProperty("answered", true);
+            texts.append(box->text());
+            box->accept();
+        });
+        answer.start(10);
+        window->findChild<QPushButton*>("pushButton_file_save")->click();
+        answer.stop();
+        QVERIFY(killed);
+        QCOMPARE(texts, (QStringList{"Device is disconnected!", "Frame was saved to: " + path}));
+        QVERIFY(!window->IsConnected());
+
+        // The next connection streams into holders of its own.
+        SimulatorProcess again;
+        QVERIFY(again.startCamsim({"--address", "127.0.19.7", "--width", "256", "--height", "64"}));
+        QVERIFY(
+            QTest::qWaitFor([&] { return RowOf(*window, "127.0.19.7") >= 0; }, kDiscoveryWaitMs));
+        ClickRow(*window, RowOf(*window, "127.0.19.7"));
+        QVERIFY(QTest::qWaitFor([&] { return window->IsConnected(); }, 10000));
+        const uint32_t painted =
+            window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame")->PaintedFrameCount();
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame")
+                           ->PaintedFrameCount() > painted + 5;
+            },
+            20000));
     }
 
     void programLut() {

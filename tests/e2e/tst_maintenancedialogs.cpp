@@ -216,8 +216,13 @@ private slots:
             [&] { window->findChild<QPushButton*>("pushButton_loadDeviceSettings")->click(); },
             [&](QDialog& dialog) {
                 QVERIFY(runJob(dialog, "pushButton_load_settings", path));
+                // The load rebuilt the tree; polling still waits for the dialog to close, so
+                // that a second load from it is the only reader of the camera.
+                QVERIFY(EditorOf(*window, "Width"));
+                QVERIFY(!window->ReadonlyNodesPollingTimer()->isActive());
                 uitest::SaveScreenshot(&dialog, "mainwindow_load_device_settings");
             });
+        QVERIFY(window->ReadonlyNodesPollingTimer()->isActive());
         QCOMPARE(boxes.texts.size(), 2);
         QVERIFY2(
             boxes.texts[1].startsWith("Device setting was successfully loaded from file: " + path),
