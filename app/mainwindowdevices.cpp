@@ -4,6 +4,7 @@
 
 #include "appsettings.h"
 #include "connectioncaptions.h"
+#include "pixelformatguard.h"
 #include "ui_mainwindow.h"
 
 #include <devicediscoverythread.h>
@@ -126,6 +127,11 @@ void MainWindow::on_tableWidgetDevices_cellClicked(int row, int /*column*/) {
     if (connectFailed) {
         DisconnectCamera();
         ShowMessage(connectError, this);
+    } else if (m_connected && m_pixelFormatGuard) {
+        // The connection stays, so that another PixelFormat can be chosen in the feature panel.
+        const QString refusal = m_pixelFormatGuard->CurrentRefusal();
+        if (!refusal.isEmpty())
+            ShowMessage(refusal, this);
     }
 }
 
@@ -156,6 +162,10 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
         streamError = QString::fromLocal8Bit(e.what());
     }
 
+    m_pixelFormatGuard = std::make_unique<CPixelFormatGuard>(*m_session);
+    connect(m_pixelFormatGuard.get(), &CPixelFormatGuard::Refused, this,
+            [this](const QString& message) { ShowMessage(message, this); });
+
     QTableWidgetItem* item = ui->tableWidgetDevices->item(row, 0);
     MarkRow(item, true);
     ui->tableWidgetDevices->selectRow(row);
@@ -171,6 +181,7 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
 }
 
 void MainWindow::DisconnectCamera() {
+    m_pixelFormatGuard.reset();
     StopDisplay();
     ui->widgetGrabbedFrame->ClearImage();
 
