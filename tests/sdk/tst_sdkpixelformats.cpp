@@ -191,11 +191,14 @@ private slots:
         for (const camsim::PixelFormatInfo* f : formats) {
             QVERIFY2(CKorvatinFrame::ConversionRefusal(f->code).empty(), f->name);
             QCOMPARE(QString(CKorvatinFrame::PixelFormatName(f->code)), QString(f->name));
-            std::vector<uint8_t> bytes;
-            CKorvatinFrame source;
-            encodeBars(*f, kWidth, kHeight, &bytes, &source);
-            QString error;
-            QVERIFY2(convertsToBars(*f, source, &error), qPrintable(error));
+            // A narrow image, and lines longer than the runs the colour readers work in.
+            for (uint32_t width : {kWidth, 1100u}) {
+                std::vector<uint8_t> bytes;
+                CKorvatinFrame source;
+                encodeBars(*f, width, width == kWidth ? kHeight : 2, &bytes, &source);
+                QString error;
+                QVERIFY2(convertsToBars(*f, source, &error), qPrintable(error));
+            }
         }
     }
 
