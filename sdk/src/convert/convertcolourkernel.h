@@ -44,24 +44,34 @@ const YuvFactors& FactorsOf(YuvMatrix matrix) {
     }
 }
 
-// Pixels share chroma in groups of `Pixels` (1, 2 or 4): each group's bytes are split into a run
-// of luma and runs of Cb and Cr repeated for every pixel of the group.
-template <int Pixels>
-void SplitYuv(const YuvLayout& l, const uint8_t* __restrict in, uint32_t groups,
-              uint8_t* __restrict ys, uint8_t* __restrict us, uint8_t* __restrict vs) {
-    const int bytes = l.bytes;
-    const int u = l.u, v = l.v;
-    int yAt[Pixels];
-    for (int p = 0; p < Pixels; ++p)
-        yAt[p] = l.y[p];
+// Pixels share chroma in groups of `Pixels` (1, 2 or 4) taking `Bytes` bytes: each group's
+// bytes are split into a run of luma and runs of Cb and Cr repeated for every pixel of the group.
+// The byte positions are constants, so that the loads vectorise as fixed shuffles.
+template <int Pixels, int Bytes, int U, int V, int Y0, int Y1 = 0, int Y2 = 0, int Y3 = 0>
+void SplitYuv(const uint8_t* __restrict in, size_t groups, uint8_t* __restrict ys,
+              uint8_t* __restrict us, uint8_t* __restrict vs) {
+    constexpr int kY[4] = {Y0, Y1, Y2, Y3};
     for (size_t g = 0; g < groups; ++g) {
-        const uint8_t* q = in + size_t(g) * bytes;
         for (int p = 0; p < Pixels; ++p) {
-            ys[g * Pixels + p] = q[yAt[p]];
-            us[g * Pixels + p] = q[u];
-            vs[g * Pixels + p] = q[v];
+            ys[g * Pixels + p] = in[g * Bytes + kY[p]];
+            us[g * Pixels + p] = in[g * Bytes + U];
+            vs[g * Pixels + p] = in[g * Bytes + V];
         }
     }
+}
+
+// The layouts of YuvLayout that formats use: 4:4:4 Cb Y Cr, 4:2:2 Y Cb Y Cr and Cb Y Cr Y,
+// 4:1:1 Cb Y Y Cr Y Y.
+void SplitYuvRun(const YuvLayout& l, const uint8_t* in, size_t pixels, uint8_t* ys, uint8_t* us,
+                 uint8_t* vs) {
+    if (l.pixels == 1)
+        SplitYuv<1, 3, 0, 2, 1>(in, pixels, ys, us, vs);
+    else if (l.pixels == 2 && l.u == 1)
+        SplitYuv<2, 4, 1, 3, 0, 2>(in, pixels / 2, ys, us, vs);
+    else if (l.pixels == 2)
+        SplitYuv<2, 4, 0, 2, 1, 3>(in, pixels / 2, ys, us, vs);
+    else
+        SplitYuv<4, 6, 0, 3, 1, 2, 4, 5>(in, pixels / 4, ys, us, vs);
 }
 
 // R, G, B of `count` pixels from their luma and chroma runs.
@@ -93,13 +103,7 @@ void YuvRow8(const SourceFormat& format, const uint8_t* line, uint32_t width, ui
     alignas(64) uint8_t vs[kRun];
     for (uint32_t x = 0; x < width; x += kRun) {
         const uint32_t count = std::min(kRun, width - x);
-        const uint8_t* in = line + size_t(x / l.pixels) * l.bytes;
-        if (l.pixels == 1)
-            SplitYuv<1>(l, in, count, ys, us, vs);
-        else if (l.pixels == 2)
-            SplitYuv<2>(l, in, count / 2, ys, us, vs);
-        else
-            SplitYuv<4>(l, in, count / 4, ys, us, vs);
+        SplitYuvRun(l, line + size_t(x / l.pixels) * l.bytes, count, ys, us, vs);
         YuvToRgb(ys, us, vs, count, k, out + size_t(x) * 3);
     }
 }
@@ -237,6 +241,48 @@ void Planar16Row(const uint8_t* __restrict r, const uint8_t* __restrict g,
     }
 }
 
+#ifdef KORVATIN_COLOUR_VBMI
+// Whole 64-byte vectors whose bytes (or 16-bit words) a single permute puts in place: `Units`
+// pixels of `In` bytes become `Units` pixels of 3 samples, each pixel taking its samples at
+// `first`, `first + step` and `first + 2 step` of its own (step -1 for B, G, R). Loads and
+// stores are masked to the bytes a run holds, so nothing outside the line is touched. Returns
+// the pixels done; the rest are left to the plain loop.
+template <int Units, int In, int Sample>
+size_t PermuteRuns(const uint8_t* in, size_t width, int first, int step, uint8_t* out) {
+    alignas(64) uint8_t index[64] = {};
+    for (int p = 0; p < Units; ++p)
+        for (int c = 0; c < 3; ++c) {
+            const int from = p * (In / Sample) + first + c * step;
+            if (Sample == 1)
+                index[p * 3 + c] = uint8_t(from);
+            else
+                reinterpret_cast<uint16_t*>(index)[p * 3 + c] = uint16_t(from);
+        }
+    const __m512i permute = _mm512_load_si512(index);
+    const size_t runs = width / Units;
+    if constexpr (Sample == 1) {
+        const __mmask64 load =
+            In * Units == 64 ? ~__mmask64(0) : (__mmask64(1) << (In * Units)) - 1;
+        const __mmask64 store = (__mmask64(1) << (3 * Units)) - 1;
+        for (size_t r = 0; r < runs; ++r) {
+            const __m512i v = _mm512_maskz_loadu_epi8(load, in + r * In * Units);
+            _mm512_mask_storeu_epi8(out + r * 3 * Units, store,
+                                    _mm512_permutexvar_epi8(permute, v));
+        }
+    } else {
+        const __mmask32 load =
+            In / 2 * Units == 32 ? ~__mmask32(0) : (__mmask32(1) << (In / 2 * Units)) - 1;
+        const __mmask32 store = (__mmask32(1) << (3 * Units)) - 1;
+        for (size_t r = 0; r < runs; ++r) {
+            const __m512i v = _mm512_maskz_loadu_epi16(load, in + r * In * Units);
+            _mm512_mask_storeu_epi16(out + r * 6 * Units, store,
+                                     _mm512_permutexvar_epi16(permute, v));
+        }
+    }
+    return runs * Units;
+}
+#endif
+
 } // namespace
 
 void Row8(const ColourImage& image, uint32_t y, uint8_t* out) {
@@ -244,15 +290,26 @@ void Row8(const ColourImage& image, uint32_t y, uint8_t* out) {
     const uint32_t width = image.width;
     const uint8_t* line = image.data + y * image.stride;
     switch (f.packing) {
-    case P::Rgb8:
-        if (!f.bgr)
+    case P::Rgb8: {
+        if (!f.bgr) {
             std::memcpy(out, line, size_t(width) * 3);
-        else
-            Bytes8Row<3>(line, width, true, out);
+            return;
+        }
+        size_t done = 0;
+#ifdef KORVATIN_COLOUR_VBMI
+        done = PermuteRuns<21, 3, 1>(line, width, 2, -1, out);
+#endif
+        Bytes8Row<3>(line + 3 * done, uint32_t(width - done), true, out + 3 * done);
         return;
-    case P::Rgba8:
-        Bytes8Row<4>(line, width, f.bgr, out);
+    }
+    case P::Rgba8: {
+        size_t done = 0;
+#ifdef KORVATIN_COLOUR_VBMI
+        done = PermuteRuns<16, 4, 1>(line, width, f.bgr ? 2 : 0, f.bgr ? -1 : 1, out);
+#endif
+        Bytes8Row<4>(line + 4 * done, uint32_t(width - done), f.bgr, out + 3 * done);
         return;
+    }
     case P::Rgb16:
         Rgb16Row(f, line, width, out);
         return;
@@ -288,9 +345,15 @@ void Row16(const ColourImage& image, uint32_t y, uint16_t* out) {
     const uint32_t width = image.width;
     const uint8_t* line = image.data + y * image.stride;
     switch (f.packing) {
-    case P::Rgb16:
-        Rgb16Row(f, line, width, out);
+    case P::Rgb16: {
+        size_t done = 0;
+#ifdef KORVATIN_COLOUR_VBMI
+        done = PermuteRuns<10, 6, 2>(line, width, f.bgr ? 2 : 0, f.bgr ? -1 : 1,
+                                     reinterpret_cast<uint8_t*>(out));
+#endif
+        Rgb16Row(f, line + 6 * done, uint32_t(width - done), out + 3 * done);
         return;
+    }
     case P::Rgb10V1:
         Rgb10V1Row(line, width, out);
         return;
