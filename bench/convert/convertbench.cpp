@@ -280,7 +280,17 @@ void AgainstOpenCv(void* context) {
 
 } // namespace
 
-int main() {
+// Arguments choose parts: "bayer" (the Bayer, Mono12Packed and Mono16 tables), "opencv" (the
+// other conversions OpenCV has), "formats" (every format); none runs all three.
+int main(int argc, char** argv) {
+    auto wanted = [&](const char* part) {
+        if (argc < 2)
+            return true;
+        for (int i = 1; i < argc; ++i)
+            if (std::string(argv[i]) == part)
+                return true;
+        return false;
+    };
     CKorvatinCamera camera;
     void* context = camera.ConversionContext();
     const int cvThreads = cv::getNumThreads();
@@ -289,6 +299,13 @@ int main() {
     std::printf("CPU: %s, %u hardware threads; OpenCV %s with %d threads\n\n", CpuModel().c_str(),
                 std::thread::hardware_concurrency(), CV_VERSION, cvThreads);
 
+    if (!wanted("bayer")) {
+        if (wanted("opencv"))
+            AgainstOpenCv(context);
+        if (wanted("formats"))
+            EveryFormat(context);
+        return 0;
+    }
     // BayerRG8 (R G / G B from the top-left) is what OpenCV calls BayerBG.
     Converter bayer(kBayerRG8, Picture8());
     cv::Mat mosaic(int(kHeight), int(kWidth), CV_8UC1, bayer.input.data());
@@ -354,7 +371,9 @@ int main() {
                 Median(single[1].cpu) * 1e3);
     std::printf("Largest difference from OpenCV inside the image: %d level(s)\n", worst);
 
-    AgainstOpenCv(context);
-    EveryFormat(context);
+    if (wanted("opencv"))
+        AgainstOpenCv(context);
+    if (wanted("formats"))
+        EveryFormat(context);
     return 0;
 }

@@ -244,9 +244,10 @@ void Planar16Row(const uint8_t* __restrict r, const uint8_t* __restrict g,
 #ifdef KORVATIN_COLOUR_VBMI
 // Whole 64-byte vectors whose bytes (or 16-bit words) a single permute puts in place: `Units`
 // pixels of `In` bytes become `Units` pixels of 3 samples, each pixel taking its samples at
-// `first`, `first + step` and `first + 2 step` of its own (step -1 for B, G, R). Loads and
-// stores are masked to the bytes a run holds, so nothing outside the line is touched. Returns
-// the pixels done; the rest are left to the plain loop.
+// `first`, `first + step` and `first + 2 step` of its own (step -1 for B, G, R). A run loads and
+// stores whole vectors, so runs stop where a vector would reach past the line (a store's bytes
+// beyond its run are written again by the next run). Returns the pixels done; the rest are left
+// to the plain loop.
 template <int Units, int In, int Sample>
 size_t PermuteRuns(const uint8_t* in, size_t width, int first, int step, uint8_t* out) {
     alignas(64) uint8_t index[64] = {};
@@ -259,27 +260,15 @@ size_t PermuteRuns(const uint8_t* in, size_t width, int first, int step, uint8_t
                 reinterpret_cast<uint16_t*>(index)[p * 3 + c] = uint16_t(from);
         }
     const __m512i permute = _mm512_load_si512(index);
-    const size_t runs = width / Units;
-    if constexpr (Sample == 1) {
-        const __mmask64 load =
-            In * Units == 64 ? ~__mmask64(0) : (__mmask64(1) << (In * Units)) - 1;
-        const __mmask64 store = (__mmask64(1) << (3 * Units)) - 1;
-        for (size_t r = 0; r < runs; ++r) {
-            const __m512i v = _mm512_maskz_loadu_epi8(load, in + r * In * Units);
-            _mm512_mask_storeu_epi8(out + r * 3 * Units, store,
-                                    _mm512_permutexvar_epi8(permute, v));
-        }
-    } else {
-        const __mmask32 load =
-            In / 2 * Units == 32 ? ~__mmask32(0) : (__mmask32(1) << (In / 2 * Units)) - 1;
-        const __mmask32 store = (__mmask32(1) << (3 * Units)) - 1;
-        for (size_t r = 0; r < runs; ++r) {
-            const __m512i v = _mm512_maskz_loadu_epi16(load, in + r * In * Units);
-            _mm512_mask_storeu_epi16(out + r * 6 * Units, store,
-                                     _mm512_permutexvar_epi16(permute, v));
-        }
+    const size_t inBytes = width * In, outBytes = width * 3 * Sample;
+    size_t r = 0;
+    for (; (r * Units) * In + 64 <= inBytes && (r * Units) * 3 * Sample + 64 <= outBytes; ++r) {
+        const __m512i v = _mm512_loadu_si512(in + r * Units * In);
+        const __m512i moved = Sample == 1 ? _mm512_permutexvar_epi8(permute, v)
+                                          : _mm512_permutexvar_epi16(permute, v);
+        _mm512_storeu_si512(out + r * Units * 3 * Sample, moved);
     }
-    return runs * Units;
+    return r * Units;
 }
 #endif
 
