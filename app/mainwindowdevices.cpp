@@ -162,7 +162,23 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
         streamError = QString::fromLocal8Bit(e.what());
     }
 
-    m_pixelFormatGuard = std::make_unique<CPixelFormatGuard>(*m_session);
+    // The stream's buffers were sized when acquisition started; a format whose frames are larger
+    // would only be lost, frame after frame.
+    CKorvatinCameraViewlane* session = m_session.get();
+    m_pixelFormatGuard =
+        std::make_unique<CPixelFormatGuard>(*m_session, [session](uint64_t payload) {
+            const CKorvatinFrame* buffer = session->RawFrame(0);
+            if (!buffer || payload <= buffer->BufferSize())
+                return QString();
+            const uint64_t pixels = uint64_t(session->MaxWidth()) * session->MaxHeight();
+            const uint64_t bitsNeeded = pixels ? (payload * 8 + pixels - 1) / pixels : 0;
+            return QString("a frame takes %1 bytes, but the stream buffers hold %2 "
+                           "(resource/maxBitsPerPixel %3 is too low for it; %4 or more is needed)")
+                .arg(payload)
+                .arg(buffer->BufferSize())
+                .arg(session->MaxBitsPerPixel())
+                .arg(bitsNeeded);
+        });
     connect(m_pixelFormatGuard.get(), &CPixelFormatGuard::Refused, this,
             [this](const QString& message) { ShowMessage(message, this); });
 

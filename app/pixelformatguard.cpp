@@ -7,8 +7,8 @@
 
 #include <QMetaObject>
 
-CPixelFormatGuard::CPixelFormatGuard(CKorvatinCamera& camera, QObject* parent)
-    : QObject(parent), camera_(camera) {
+CPixelFormatGuard::CPixelFormatGuard(CKorvatinCamera& camera, FrameFit fit, QObject* parent)
+    : QObject(parent), camera_(camera), fit_(std::move(fit)) {
     try {
         node_ = camera_.GetNodeByName("PixelFormat");
         uint32_t code = 0;
@@ -57,14 +57,31 @@ void CPixelFormatGuard::NodeChanged() {
     std::string name;
     if (!Read(&code, &name))
         return;
-    const std::string refusal = CKorvatinFrame::ConversionRefusal(code);
-    if (refusal.empty()) {
+    const QString objection = Objection(code, name);
+    if (objection.isEmpty()) {
         acceptedName_ = name;
         return;
     }
-    const QString text = QString::fromStdString(refusal);
     QMetaObject::invokeMethod(
-        this, [this, text] { Refuse(text); }, Qt::QueuedConnection);
+        this, [this, objection] { Refuse(objection); }, Qt::QueuedConnection);
+}
+
+QString CPixelFormatGuard::Objection(uint32_t code, const std::string& name) {
+    const std::string refusal = CKorvatinFrame::ConversionRefusal(code);
+    if (!refusal.empty())
+        return QString::fromStdString(refusal);
+    if (!fit_)
+        return QString();
+    uint32_t payload = 0;
+    try {
+        payload = camera_.GetUInt32("PayloadSize");
+    } catch (const CKorvatinException&) {
+        return QString(); // no PayloadSize to compare: the stream's own counts will tell
+    }
+    const QString reason = fit_(payload);
+    return reason.isEmpty()
+               ? QString()
+               : QString("pixel format %1: %2").arg(QString::fromStdString(name), reason);
 }
 
 void CPixelFormatGuard::Refuse(const QString& refusal) {

@@ -8,20 +8,27 @@
 #include <QObject>
 #include <QString>
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
 class CKorvatinCamera;
 
 // Registered on the camera's PixelFormat node for as long as it lives (the window keeps one per
 // connection and destroys it before the camera disconnects). A change to a format the
-// conversion refuses is undone: the last format it accepted is written back, so the display
-// never stays black or frozen on a format it cannot read; Refused() says which format and why.
-// A camera without an integer PixelFormat is not watched.
+// conversion refuses, or whose frames (PayloadSize) the stream buffers cannot hold, is undone:
+// the last format it accepted is written back, so the display never stays black or frozen on a
+// format it cannot show; Refused() says which format and why. A camera without an integer
+// PixelFormat is not watched.
 class CPixelFormatGuard : public QObject, public CKorvatinGenICamNodeCallback {
     Q_OBJECT
 
 public:
-    explicit CPixelFormatGuard(CKorvatinCamera& camera, QObject* parent = nullptr);
+    // Why frames of `payloadBytes` do not fit the stream's buffers, or empty when they do.
+    using FrameFit = std::function<QString(uint64_t payloadBytes)>;
+
+    // `fit` may be empty: then only the conversion is checked.
+    CPixelFormatGuard(CKorvatinCamera& camera, FrameFit fit, QObject* parent = nullptr);
     ~CPixelFormatGuard() override;
     CPixelFormatGuard(const CPixelFormatGuard&) = delete;
     CPixelFormatGuard& operator=(const CPixelFormatGuard&) = delete;
@@ -45,7 +52,11 @@ private:
     // The format's code and its entry name, or false when it cannot be read.
     bool Read(uint32_t* code, std::string* name);
 
+    // The reason a change to `name` is undone, or empty when it is kept.
+    QString Objection(uint32_t code, const std::string& name);
+
     CKorvatinCamera& camera_;
+    FrameFit fit_;
     CKorvatinGenICamNodeT node_;
     bool watching_ = false;
     std::string acceptedName_; // the last entry seen that the conversion reads

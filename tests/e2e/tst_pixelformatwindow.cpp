@@ -46,16 +46,17 @@ class TestPixelFormatWindow : public QObject {
 
     // A window connected to a simulator showing the bars; stream buffers deep enough for every
     // format (48 bits a pixel), so that the format can change while streaming.
-    std::unique_ptr<MainWindow> ConnectedWindow(SimulatorProcess& sim, const QString& address,
-                                                const std::function<void()>& beforeConnect = {}) {
+    std::unique_ptr<MainWindow>
+    ConnectedWindow(SimulatorProcess& sim, const QString& address,
+                    const std::function<void()>& beforeConnect = {},
+                    const QByteArray& settings = "[resource]\nmaxBitsPerPixel=48\n") {
         if (!sim.startCamsim({"--address", address, "--pattern", "bars", "--width",
                               QString::number(kWidth), "--height", QString::number(kHeight)}))
             return nullptr;
         if (beforeConnect)
             beforeConnect();
         auto window = std::make_unique<MainWindow>(
-            nullptr, WriteSettings(m_dir.filePath(address + ".ini"), QByteArray(),
-                                   "[resource]\nmaxBitsPerPixel=48\n"));
+            nullptr, WriteSettings(m_dir.filePath(address + ".ini"), QByteArray(), settings));
         window->resize(1200, 800);
         if (!QTest::qWaitForWindowExposed(window.get()))
             return nullptr;
@@ -130,6 +131,30 @@ private slots:
                                   QStringList{kRefusal + "; PixelFormat is back to RGB8."}, 10000);
         QCOMPARE(CurrentFormat(*window), std::string("RGB8"));
         QVERIFY(window->IsConnected());
+        const uint32_t painted = GrabbedFrame(*window)->PaintedFrameCount();
+        QTRY_VERIFY_WITH_TIMEOUT(GrabbedFrame(*window)->PaintedFrameCount() > painted + 2, 20000);
+    }
+
+    // With the buffers of the default settings (24 bits a pixel), a format of 48 bits a pixel at
+    // the full sensor size would lose every frame: it is undone, and the message says which
+    // setting to raise.
+    void aFormatWhoseFramesTheBuffersCannotHoldIsUndone() {
+        SimulatorProcess sim;
+        auto window = ConnectedWindow(sim, "127.0.11.64", {}, QByteArray());
+        QVERIFY(window);
+        MessageBoxWatcher boxes;
+        window->Session()->SetEnumByString("PixelFormat", "RGB8");
+        window->Session()->SetEnumByString("PixelFormat", "RGB16");
+        QTRY_COMPARE_WITH_TIMEOUT(
+            boxes.texts,
+            QStringList{
+                QString("pixel format RGB16: a frame takes %1 bytes, but the stream buffers "
+                        "hold %2 (resource/maxBitsPerPixel 24 is too low for it; 48 or "
+                        "more is needed); PixelFormat is back to RGB8.")
+                    .arg(kWidth * kHeight * 6)
+                    .arg(kWidth * kHeight * 3)},
+            10000);
+        QCOMPARE(CurrentFormat(*window), std::string("RGB8"));
         const uint32_t painted = GrabbedFrame(*window)->PaintedFrameCount();
         QTRY_VERIFY_WITH_TIMEOUT(GrabbedFrame(*window)->PaintedFrameCount() > painted + 2, 20000);
     }
