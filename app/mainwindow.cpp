@@ -4,6 +4,7 @@
 
 #include "appsettings.h"
 #include "connectioncaptions.h"
+#include "pixelformatguard.h"
 #include "ui_mainwindow.h"
 
 #include <devicediscoverythread.h>

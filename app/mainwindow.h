@@ -22,6 +22,7 @@ class CGENiCAMFrame;
 class CKorvatinCameraViewlane;
 class CKorvatinFrame;
 class CKorvatinGenICamNodeCallbackExt;
+class CPixelFormatGuard;
 class DeviceDiscoveryThread;
 class QAction;
 class QActionGroup;
@@ -232,6 +233,9 @@ private:
     QStringList m_serialNumbers;               // of the last discovery result, in arrival order
     CKorvatinFrame* m_snapshotFrame = nullptr; // conversion target of the display and of saving
     DeviceDiscoveryThread* m_discoveryThread = nullptr;
+
+    // While connected: refuses, by name, a pixel format the display cannot convert.
+    std::unique_ptr<CPixelFormatGuard> m_pixelFormatGuard;
 
     // The feature tree's node-change callbacks (owned) and the editors of non-cachable
     // features (owned by the tree widget).

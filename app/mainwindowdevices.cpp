@@ -4,6 +4,7 @@
 
 #include "appsettings.h"
 #include "connectioncaptions.h"
+#include "pixelformatguard.h"
 #include "ui_mainwindow.h"
 
 #include <devicediscoverythread.h>
@@ -126,6 +127,11 @@ void MainWindow::on_tableWidgetDevices_cellClicked(int row, int /*column*/) {
     if (connectFailed) {
         DisconnectCamera();
         ShowMessage(connectError, this);
+    } else if (m_connected && m_pixelFormatGuard) {
+        // The connection stays, so that another PixelFormat can be chosen in the feature panel.
+        const QString refusal = m_pixelFormatGuard->CurrentRefusal();
+        if (!refusal.isEmpty())
+            ShowMessage(refusal, this);
     }
 }
 
@@ -156,6 +162,26 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
         streamError = QString::fromLocal8Bit(e.what());
     }
 
+    // The stream's buffers were sized when acquisition started; a format whose frames are larger
+    // would only be lost, frame after frame.
+    CKorvatinCameraViewlane* session = m_session.get();
+    m_pixelFormatGuard =
+        std::make_unique<CPixelFormatGuard>(*m_session, [session](uint64_t payload) {
+            const CKorvatinFrame* buffer = session->RawFrame(0);
+            if (!buffer || payload <= buffer->BufferSize())
+                return QString();
+            const uint64_t pixels = uint64_t(session->MaxWidth()) * session->MaxHeight();
+            const uint64_t bitsNeeded = pixels ? (payload * 8 + pixels - 1) / pixels : 0;
+            return QString("a frame takes %1 bytes, but the stream buffers hold %2 "
+                           "(resource/maxBitsPerPixel %3 is too low for it; %4 or more is needed)")
+                .arg(payload)
+                .arg(buffer->BufferSize())
+                .arg(session->MaxBitsPerPixel())
+                .arg(bitsNeeded);
+        });
+    connect(m_pixelFormatGuard.get(), &CPixelFormatGuard::Refused, this,
+            [this](const QString& message) { ShowMessage(message, this); });
+
     QTableWidgetItem* item = ui->tableWidgetDevices->item(row, 0);
     MarkRow(item, true);
     ui->tableWidgetDevices->selectRow(row);
@@ -171,6 +197,7 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
 }
 
 void MainWindow::DisconnectCamera() {
+    m_pixelFormatGuard.reset();
     StopDisplay();
     ui->widgetGrabbedFrame->ClearImage();
 

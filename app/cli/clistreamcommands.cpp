@@ -8,6 +8,7 @@
 #include "korvatinframeconverted.h"
 
 #include <korvatin/korvatinexception.h>
+#include <korvatin/korvatinframe.h>
 
 #include <QFileInfo>
 #include <QThread>
@@ -182,6 +183,21 @@ private:
     Clock::time_point lastTime_;
 };
 
+// Refuses, naming it, a pixel format the conversion cannot read: a recording or a TIFF or BMP
+// of it would hold no picture. A camera without an integer PixelFormat is left to the
+// conversion's own check.
+void requireConvertibleFormat(CKorvatinCameraViewlane& session) {
+    uint32_t pixelFormat = 0;
+    try {
+        pixelFormat = session.GetUInt32("PixelFormat");
+    } catch (const CKorvatinException&) {
+        return;
+    }
+    const std::string refusal = CKorvatinFrame::ConversionRefusal(pixelFormat);
+    if (!refusal.empty())
+        throw CKorvatinException(refusal, QRN_ERR_UNSUPPORTED);
+}
+
 // The payload of one frame in bytes, for the data rate.
 double payloadBytes(CKorvatinCameraViewlane& session) {
     try {
@@ -264,6 +280,7 @@ void CCliStreamCommands::Grab(const std::string& device) {
 
 void CCliStreamCommands::Record(const std::string& device, const std::string& file) {
     CKorvatinCameraViewlane& session = Connect(device);
+    requireConvertibleFormat(session);
     const double payload = payloadBytes(session);
     // RecordStarted(false) arrives on the conversion thread when the frame limit ends the
     // recording, on this thread when it is stopped here; either way only this flag is touched.
@@ -356,6 +373,9 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
 
 void CCliStreamCommands::SaveFrame(const std::string& device, const std::string& file) {
     CKorvatinCameraViewlane& session = Connect(device);
+    // Raw frames are the bytes as received, whatever their format.
+    if (options_.format != "raw")
+        requireConvertibleFormat(session);
     const ConnectionLossFlag loss(session, device);
     Streaming streaming(session);
     StreamWatchdog watchdog(session, loss, device, options_.streamTimeoutMs);

@@ -1,4 +1,7 @@
-// Times CKorvatinFrame::Convert on 2448 x 2048 images and OpenCV's Bayer conversion on the same.
+// Times CKorvatinFrame::Convert on 2448 x 2048 images in every pixel format, and OpenCV's
+// cvtColor on the same images wherever it has the same conversion.
+#include "pixelformats.h"
+
 #include <korvatin/korvatincamera.h>
 #include <korvatin/korvatinframe.h>
 
@@ -24,6 +27,8 @@ constexpr uint32_t kWidth = 2448;
 constexpr uint32_t kHeight = 2048;
 constexpr double kMegapixels = kWidth * double(kHeight) / 1e6;
 constexpr int kRounds = 100;
+// Rounds of the every-format table: 84 formats, each with and without the context.
+constexpr int kFormatRounds = 15;
 
 constexpr uint32_t kBayerRG8 = 0x01080009;
 constexpr uint32_t kMono12Packed = 0x010c0006;
@@ -85,11 +90,12 @@ double Median(std::vector<double> v) {
 
 // Times several contenders round by round, one run of each per round with the order turning
 // every round, so that they share the machine's ups and downs; returns every run's times.
-std::vector<Times> Race(const std::vector<std::function<void()>>& contenders) {
+std::vector<Times> Race(const std::vector<std::function<void()>>& contenders,
+                        int rounds = kRounds) {
     for (const auto& c : contenders)
         c(); // warm caches and thread pools
     std::vector<Times> times(contenders.size());
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < rounds; ++round) {
         for (size_t k = 0; k < contenders.size(); ++k) {
             const size_t i = (k + size_t(round)) % contenders.size();
             Measure(contenders[i], times[i]);
@@ -141,17 +147,150 @@ struct Converter {
         output.assign(size_t(kWidth) * kHeight * 6, 0);
         dest.Describe(output.data(), 0, output.size(), 0, 0, 0, nullptr);
     }
-    void Run(uint32_t code, void* context) {
-        if (dest.Convert(source, code, 8, 1, context) != QRN_OK) {
-            std::fprintf(stderr, "conversion failed\n");
+    void Run(uint32_t code, void* context, uint32_t bitDepth = 8) {
+        if (dest.Convert(source, code, bitDepth, 1, context) != QRN_OK) {
+            std::fprintf(stderr, "conversion of 0x%08X failed\n", source.PixelType());
             std::exit(1);
         }
     }
 };
 
+// Random bytes for a whole image of `pixelType`: every format's samples take every value.
+std::vector<uint8_t> RandomImage(uint32_t pixelType, uint32_t seed) {
+    const size_t bits = (pixelType >> 16) & 0xFF;
+    std::vector<uint8_t> bytes((size_t(kWidth) * kHeight * bits + 7) / 8);
+    std::mt19937 random(seed);
+    for (size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = uint8_t(random());
+    return bytes;
+}
+
+void FormatRow(const char* what, const Times& withContext, const Times& without) {
+    const double a = Median(withContext.wall);
+    const double b = Median(without.wall);
+    std::printf("| %-26s | %8.2f | %8.0f | %8.2f | %8.0f |\n", what, a * 1e3, kMegapixels / a,
+                b * 1e3, kMegapixels / b);
+}
+
+// Every format the SDK reads (the simulator's table names them all): display output, Bayer by
+// bilinear interpolation, with the context and without.
+void EveryFormat(void* context) {
+    size_t count = 0;
+    const camsim::PixelFormatInfo* formats = camsim::PixelFormats(&count);
+    std::printf("\nEvery format to the display types (code 4, Bayer bilinear code 7), median of "
+                "%d rounds:\n\n",
+                kFormatRounds);
+    std::printf("| %-26s | %8s | %8s | %8s | %8s |\n", "format", "context", "MP/s", "none", "MP/s");
+    std::printf("| %-26s | %8s | %8s | %8s | %8s |\n", "", "ms", "", "ms", "");
+    std::printf("|%s|%s|%s|%s|%s|\n", std::string(28, '-').c_str(), std::string(10, '-').c_str(),
+                std::string(10, '-').c_str(), std::string(10, '-').c_str(),
+                std::string(10, '-').c_str());
+    double slowest = 1e9;
+    std::string slowestName;
+    for (size_t i = 0; i < count; ++i) {
+        const camsim::PixelFormatInfo& f = formats[i];
+        if (f.layout == camsim::SampleLayout::Coord3D8)
+            continue;
+        Converter converter(f.code, RandomImage(f.code, uint32_t(i)));
+        const uint32_t code = f.mosaic[0] != '\0' ? 7 : 4;
+        const auto times =
+            Race({[&] { converter.Run(code, context); }, [&] { converter.Run(code, nullptr); }},
+                 kFormatRounds);
+        FormatRow(f.name, times[0], times[1]);
+        const double rate = kMegapixels / Median(times[0].wall);
+        if (rate < slowest) {
+            slowest = rate;
+            slowestName = f.name;
+        }
+    }
+    std::printf("\nSlowest with context: %s, %.0f MP/s\n", slowestName.c_str(), slowest);
+}
+
+// The conversions OpenCV has too: same input, same output layout, run in turn.
+void AgainstOpenCv(void* context) {
+    struct Pair {
+        const char* what;
+        uint32_t pixelType;
+        uint32_t bitDepth;
+        int cvType;
+        int cvCode;
+    };
+    // 4:2:2 with OpenCV's YUV2RGB_UYVY and _YUY2 is studio-range BT.601 like YCbCr601_422_8;
+    // BGR16 to RGB16 is a swap of 16-bit channels (bitDepth 0 keeps them).
+    const Pair pairs[] = {
+        {"YCbCr601_422_8_CbYCrY vs YUV2RGB_UYVY", 0x02100044, 8, CV_8UC2, cv::COLOR_YUV2RGB_UYVY},
+        {"YCbCr601_422_8 vs YUV2RGB_YUY2", 0x0210003E, 8, CV_8UC2, cv::COLOR_YUV2RGB_YUY2},
+        {"BGR8 vs BGR2RGB", 0x02180015, 8, CV_8UC3, cv::COLOR_BGR2RGB},
+        {"BGRa8 vs BGRA2RGB", 0x02200017, 8, CV_8UC4, cv::COLOR_BGRA2RGB},
+        {"BGR16 vs BGR2RGB (16-bit)", 0x0230004B, 0, CV_16UC3, cv::COLOR_BGR2RGB},
+    };
+    const int cvThreads = cv::getNumThreads();
+    std::printf("\nAgainst OpenCV cvtColor on the same image (medians of %d rounds; ratio = "
+                "OpenCV's time / ours, >= 1.0: ours at least as fast):\n\n",
+                kFormatRounds);
+    std::printf("| %-40s | %8s | %8s | %8s | %8s | %6s |\n", "conversion", "ours ms", "MP/s",
+                "OpenCV", "MP/s", "ratio");
+    std::printf("|%s|%s|%s|%s|%s|%s|\n", std::string(42, '-').c_str(), std::string(10, '-').c_str(),
+                std::string(10, '-').c_str(), std::string(10, '-').c_str(),
+                std::string(10, '-').c_str(), std::string(8, '-').c_str());
+    for (const Pair& p : pairs) {
+        std::vector<uint8_t> bytes = RandomImage(p.pixelType, p.pixelType);
+        // Studio-range samples for the YUV pairs: luma 16..235, chroma 16..240. OpenCV raises
+        // luma below 16 to 16 before its matrix, which only out-of-range samples would show.
+        if (p.cvType == CV_8UC2) {
+            const bool lumaFirst = p.cvCode == cv::COLOR_YUV2RGB_YUY2;
+            for (size_t i = 0; i < bytes.size(); ++i) {
+                const bool luma = (i % 2 == 0) == lumaFirst;
+                bytes[i] = uint8_t(16 + bytes[i] % (luma ? 220 : 225));
+            }
+        }
+        Converter converter(p.pixelType, std::move(bytes));
+        cv::Mat in(int(kHeight), int(kWidth), p.cvType, converter.input.data());
+        cv::Mat out;
+        for (int single = 0; single < 2; ++single) {
+            if (single)
+                cv::setNumThreads(1);
+            const auto times =
+                Race({[&] { converter.Run(4, single ? nullptr : context, p.bitDepth); },
+                      [&] { cv::cvtColor(in, out, p.cvCode); }},
+                     kFormatRounds);
+            const std::string what = std::string(p.what) + (single ? ", 1 thread" : ", threads");
+            std::printf("| %-40s | %8.2f | %8.0f | %8.2f | %8.0f | %6.2f |\n", what.c_str(),
+                        Median(times[0].wall) * 1e3, kMegapixels / Median(times[0].wall),
+                        Median(times[1].wall) * 1e3, kMegapixels / Median(times[1].wall),
+                        RatioPerRound(times[0].wall, times[1].wall));
+            cv::setNumThreads(cvThreads);
+        }
+        // The same result, level for level (YUV within one level of rounding).
+        converter.Run(4, context, p.bitDepth);
+        cv::cvtColor(in, out, p.cvCode);
+        const size_t samples = size_t(kWidth) * kHeight * 3;
+        int worst = 0;
+        for (size_t i = 0; i < samples; ++i) {
+            const int a = p.bitDepth == 0
+                              ? reinterpret_cast<const uint16_t*>(converter.output.data())[i]
+                              : converter.output[i];
+            const int b =
+                p.bitDepth == 0 ? reinterpret_cast<const uint16_t*>(out.data)[i] : out.data[i];
+            worst = std::max(worst, std::abs(a - b));
+        }
+        std::printf("|   largest difference from OpenCV: %d level(s) |\n", worst);
+    }
+}
+
 } // namespace
 
-int main() {
+// Arguments choose parts: "bayer" (the Bayer, Mono12Packed and Mono16 tables), "opencv" (the
+// other conversions OpenCV has), "formats" (every format); none runs all three.
+int main(int argc, char** argv) {
+    auto wanted = [&](const char* part) {
+        if (argc < 2)
+            return true;
+        for (int i = 1; i < argc; ++i)
+            if (std::string(argv[i]) == part)
+                return true;
+        return false;
+    };
     CKorvatinCamera camera;
     void* context = camera.ConversionContext();
     const int cvThreads = cv::getNumThreads();
@@ -160,6 +299,13 @@ int main() {
     std::printf("CPU: %s, %u hardware threads; OpenCV %s with %d threads\n\n", CpuModel().c_str(),
                 std::thread::hardware_concurrency(), CV_VERSION, cvThreads);
 
+    if (!wanted("bayer")) {
+        if (wanted("opencv"))
+            AgainstOpenCv(context);
+        if (wanted("formats"))
+            EveryFormat(context);
+        return 0;
+    }
     // BayerRG8 (R G / G B from the top-left) is what OpenCV calls BayerBG.
     Converter bayer(kBayerRG8, Picture8());
     cv::Mat mosaic(int(kHeight), int(kWidth), CV_8UC1, bayer.input.data());
@@ -224,5 +370,10 @@ int main() {
                 Median(single[1].cpu) / Median(single[0].cpu), Median(single[0].cpu) * 1e3,
                 Median(single[1].cpu) * 1e3);
     std::printf("Largest difference from OpenCV inside the image: %d level(s)\n", worst);
+
+    if (wanted("opencv"))
+        AgainstOpenCv(context);
+    if (wanted("formats"))
+        EveryFormat(context);
     return 0;
 }

@@ -1,4 +1,5 @@
-// Moving test pattern of the simulated sensor, in every pixel format the camera offers.
+// Moving test pattern and still colour bars of the simulated sensor, in every pixel format the
+// camera offers (pixelformats.h lists them).
 #pragma once
 
 #include <cstdint>
@@ -6,8 +7,6 @@
 
 namespace PixelFormat {
 constexpr uint32_t Mono8 = 0x01080001;
-// Signed 8-bit samples: offered because cameras send formats a host may not know how to show.
-constexpr uint32_t Mono8Signed = 0x01080002;
 constexpr uint32_t Mono10 = 0x01100003;
 constexpr uint32_t Mono12 = 0x01100005;
 constexpr uint32_t Mono16 = 0x01100007;
@@ -32,7 +31,7 @@ struct FrameGeometry {
     uint32_t offsetX = 0;
     uint32_t offsetY = 0;
     uint32_t pixelFormat = PixelFormat::Mono8;
-    // Still colour bars instead of the moving ramp, for the 8-bit formats (see CTestPattern).
+    // Still colour bars instead of the moving ramp (see CTestPattern).
     bool colourBars = false;
 };
 
@@ -50,8 +49,11 @@ struct LutTable {
 // The colour bars: vertical bars kBarWidth pixels wide (from the sensor's left edge) of black,
 // red, green, blue, yellow, cyan, magenta and white at full level, repeating every 64 pixels.
 // Bayer formats carry each bar's colour through their mosaic (so interpolation gives the bar's
-// colour back away from its edges), Mono8 the bar's luma (0.299 R + 0.587 G + 0.114 B), RGB8 and
-// BGR8 the colour itself. Other formats show the ramp.
+// colour back away from its edges), mono formats the bar's luma (0.299 R + 0.587 G + 0.114 B),
+// RGB formats the colour itself and YUV formats its luma and chroma; every format at its own
+// depth, so that each encodes the same colours. Bars are 8 pixels wide and groups of pixels that
+// share chroma are at most 4 wide, so a region whose OffsetX is a multiple of 4 never mixes
+// two bars in one group.
 class CTestPattern {
 public:
     static constexpr uint32_t kBarWidth = 8;
@@ -74,7 +76,10 @@ private:
     void fillWide(const FrameGeometry& g, uint32_t step, int bits, uint8_t* destination);
     void fillColour(const FrameGeometry& g, uint32_t step, uint8_t* destination);
     void fillBars(const FrameGeometry& g, uint8_t* destination);
+    void fillAnyFormat(const FrameGeometry& g, uint32_t step, uint8_t* destination);
 
     std::vector<uint16_t> table_; // level -> output level, for the current depth
     std::vector<uint8_t> ramp_;
+    std::vector<uint8_t> rgb_;  // fillAnyFormat: each pixel's colour
+    std::vector<uint8_t> grey_; // fillAnyFormat: each pixel's grey level
 };

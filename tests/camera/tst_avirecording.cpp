@@ -481,11 +481,11 @@ void TestAviRecording::aFormatThatCannotBeConvertedEndsTheRecordingWithTheReason
     const QString path = file("unknown-format.avi");
     session->StartRecording(path.toLocal8Bit().constData(), 0, 0);
     QTRY_VERIFY_WITH_TIMEOUT(session->RecordedFileFrames() >= 3, 20000);
-    // A format the simulator sends and the conversion does not know.
-    session->SetEnumByString("PixelFormat", "Mono8Signed");
+    // A format the simulator sends and the conversion refuses: 3D coordinates, not an image.
+    session->SetEnumByString("PixelFormat", "Coord3D_ABC8");
     verifyEndedWithReason(
         *session, path,
-        "the camera sends pixel type 0x01080002, which cannot be converted for recording", kWidth,
+        "the camera sends pixel type 0x021800b2, which cannot be converted for recording", kWidth,
         kHeight);
     // Starting again in that format ends at its first frame the same way.
     const QString again = file("unknown-format-again.avi");
@@ -498,7 +498,7 @@ void TestAviRecording::aFormatThatCannotBeConvertedEndsTheRecordingWithTheReason
     QTRY_COMPARE_WITH_TIMEOUT(announced_, QList<bool>({true, false}), 20000);
     QCOMPARE(announcedOffGuiThread_, QList<bool>({false, true}));
     QVERIFY(session->TakeRecordingEndReason().startsWith(
-        "the camera sends pixel type 0x01080002, which cannot be converted for recording; "));
+        "the camera sends pixel type 0x021800b2, which cannot be converted for recording; "));
     const Probe probed = probe(again);
     QVERIFY2(probed.ok, qPrintable(probed.error));
     QCOMPARE(probed.frames, 0);

@@ -715,9 +715,10 @@ private slots:
         }
     }
 
-    // An unknown source format is unsupported and nothing is written.
+    // An unknown source format, or one that is not an image, is unsupported and nothing is
+    // written.
     void unknownFormatIsUnsupported() {
-        for (uint32_t code : {0u, 0x02180021u /* RGB8 planar */, 0x0110001eu, 0xFFFFFFFFu}) {
+        for (uint32_t code : {0u, 0x021800B2u /* Coord3D_ABC8 */, 0x0110001eu, 0xFFFFFFFFu}) {
             Image source, dest;
             source.Source(4, 4, code, std::vector<uint8_t>(64, 1));
             dest.Destination(256);

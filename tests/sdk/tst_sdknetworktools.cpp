@@ -412,7 +412,7 @@ private slots:
         QCOMPARE(e.Code(), QRN_ERR_ACCESS);
         QCOMPARE(QString(e.what()), QString("The device %1 (serial number %2, IP address "
                                             "127.0.16.10) is controlled by another host; it was "
-                                            "not reset")
+                                            "not reset.")
                                         .arg(device.macAddress, device.serialNumber));
         // Not reset: the other host still holds the device (a reset would have dropped it).
         QCOMPARE(uint(other.readPrivilege()), privilege);

@@ -490,8 +490,8 @@ private slots:
         QCOMPARE(combo->itemText(2), QString("Gamma")); // not available, listed all the same
         QCOMPARE(combo->currentText(), QString("Alpha"));
         auto format = Built<CGENiCAMEnumerationFrame>(camera_, "PixelFormat");
-        // The simulator's 18 formats, Mono8Signed among them.
-        QCOMPARE(Child<QComboBox>(format.get(), "comboBox")->count(), 18);
+        // The simulator's 85 formats, Coord3D_ABC8 among them.
+        QCOMPARE(Child<QComboBox>(format.get(), "comboBox")->count(), 85);
     }
 
     void activatingTheCurrentEntryWritesNothing() {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // A frame describes a buffer; it does not own pixels by itself. Buffers come from
 // CKorvatinCamera::AllocateFrameBuffer and go back with ReleaseFrameBuffer. UpdateFrame makes one
@@ -64,6 +65,13 @@ public:
     // destination's size is the caller's to compare with `bytes`.
     static QRN_ERROR ConvertedLayout(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
                                      uint32_t* pixelType, size_t* bytes);
+
+    // The PFNC name of a GigE Vision pixel-format code ("Mono8", "YCbCr709_422_8",
+    // "Coord3D_ABC8"), or null for a code the SDK does not know.
+    static const char* PixelFormatName(uint32_t pixelType);
+    // Empty when Convert reads the pixel format; otherwise why not, in a sentence that names the
+    // format ("pixel format Coord3D_ABC8 (0x021800B2) holds 3D coordinates, ...").
+    static std::string ConversionRefusal(uint32_t pixelType);
 
     // For the SDK's own use: describe a buffer.
     void Describe(uint8_t* data, size_t dataSize, size_t bufferSize, uint32_t stride,

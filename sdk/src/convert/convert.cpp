@@ -5,6 +5,7 @@
 #include "convertbayer.h"
 #include "convertrows.h"
 #include "convertworkers.h"
+#include "sourceformats.h"
 
 #include <algorithm>
 #include <functional>
@@ -28,20 +29,6 @@ constexpr uint64_t kThreadedPixels = 1u << 16;
 // Bands an image is cut into for the threads to share: enough that a thread the scheduler keeps
 // waiting costs little, few enough that each band's setup (two extra source rows) is noise.
 constexpr uint32_t kBands = 16;
-
-bool IsColourSource(const SourceFormat& format) {
-    switch (format.packing) {
-    case SourcePacking::Rgb8:
-    case SourcePacking::Bgr8:
-    case SourcePacking::Rgba8:
-    case SourcePacking::Bgra8:
-    case SourcePacking::Uyvy:
-    case SourcePacking::Yuyv:
-        return true;
-    default:
-        return false;
-    }
-}
 
 bool Overlap(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize) {
     const auto pa = reinterpret_cast<uintptr_t>(a);
@@ -91,11 +78,11 @@ QRN_ERROR PlanConversion(const CKorvatinFrame& source, uint32_t code, uint32_t b
     const uint32_t interpolation = code & 3;
     const bool display = (code & 4) != 0;
     const bool bayer = format->bayer != BayerOrder::None;
-    const bool colourSource = IsColourSource(*format);
+    const bool colourSource = korvatin::IsColour(*format);
     const bool colour = colourSource || (bayer && interpolation != 0);
     const bool wide = bitDepth == 0 && format->bits > 8;
-    if ((format->packing == SourcePacking::Uyvy || format->packing == SourcePacking::Yuyv) &&
-        (width & 1))
+    // Pixels that share chroma come in whole groups.
+    if (format->yuv != nullptr && width % format->yuv->pixels != 0)
         return QRN_ERR_INVALID;
     if (bayer && interpolation != 0 && (width < 2 || height < 2))
         return QRN_ERR_INVALID;
@@ -139,8 +126,11 @@ QRN_ERROR CKorvatinFrame::ConvertedLayout(const CKorvatinFrame& source, uint32_t
 
 // The result:
 // - Mono sources, and Bayer sources without interpolation (code bits 0-1 = 0), give one channel;
-//   Bayer with interpolation (1 nearest neighbour, 2 or 3 bilinear) and the RGB, BGR, RGBa, BGRa
-//   and YUV 4:2:2 sources give R, G, B (alpha is dropped; YUV is full-range BT.601).
+//   Bayer with interpolation (1 nearest neighbour, 2 or 3 bilinear) and the colour sources (RGB
+//   and BGR in every packing, planar RGB, YUV and YCbCr) give R, G, B. Alpha is dropped; YUV and
+//   YCbCr go through their standard's matrix (see sourceformats.cpp); Mono8s shows -128..127 as
+//   0..255; 1-, 2- and 4-bit samples are stretched to 0..255, 5- and 6-bit ones (RGB565p) widened
+//   by repeating their top bits.
 // - bitDepth 0 with a source of more than 8 significant bits gives 16 bits per channel, Mono16 or
 //   RGB16, holding the source's values unshifted (a 12-bit source stays 0..4095, so the image
 //   keeps every bit; 16-bit output never carries a display type). Any other bitDepth gives 8 bits
@@ -151,8 +141,10 @@ QRN_ERROR CKorvatinFrame::ConvertedLayout(const CKorvatinFrame& source, uint32_t
 // The destination's stride becomes its line length, its block id and timestamp the source's.
 // The source is read only within its DataSize; lines of byte-aligned formats are Stride() apart
 // when Stride() is at least a line's length. Packed formats (GigE Vision 10/12Packed, PFNC 10p and
-// 12p) are one continuous run of pixels whatever the stride. YUV 4:2:2 needs an even width, Bayer
-// interpolation at least 2 x 2 pixels. Nothing is written unless the whole result fits.
+// 12p) are one continuous run of pixels whatever the stride. YUV 4:2:2 needs an even width, 4:1:1 a
+// multiple of 4, Bayer interpolation at least 2 x 2 pixels. Nothing is written unless the whole
+// result fits. Planar sources are three planes of width x height samples, one after the other,
+// whatever the stride; RGB12V1Packed, like the other packed formats, is one continuous run.
 QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, uint32_t bitDepth,
                                   uint32_t flag, void* context) {
     (void)flag;
@@ -186,9 +178,15 @@ QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, u
         const uint32_t first = uint32_t(uint64_t(height) * band / bands);
         const uint32_t end = uint32_t(uint64_t(height) * (band + 1) / bands);
         if (colourSource) {
-            for (uint32_t y = first; y < end; ++y)
-                korvatin::ColourRowToRgb(*format, source.Data() + y * sourceStride, width,
-                                         out + y * outLine);
+            const korvatin::ColourImage colourImage{format, source.Data(), sourceStride, width,
+                                                    height};
+            for (uint32_t y = first; y < end; ++y) {
+                if (wide)
+                    korvatin::ColourRow16(colourImage, y,
+                                          reinterpret_cast<uint16_t*>(out + y * outLine));
+                else
+                    korvatin::ColourRow8(colourImage, y, out + y * outLine);
+            }
         } else if (colour) {
             if (wide)
                 korvatin::DemosaicRows16(image, height, format->bayer, method, first, end,
@@ -217,4 +215,12 @@ QRN_ERROR CKorvatinFrame::Convert(const CKorvatinFrame& source, uint32_t code, u
     blockId_ = source.BlockId();
     timestamp_ = source.Timestamp();
     return QRN_OK;
+}
+
+const char* CKorvatinFrame::PixelFormatName(uint32_t pixelType) {
+    return korvatin::PixelFormatName(pixelType);
+}
+
+std::string CKorvatinFrame::ConversionRefusal(uint32_t pixelType) {
+    return korvatin::ConversionRefusal(pixelType);
 }

@@ -19,61 +19,6 @@ namespace {
 using P = SourcePacking;
 using B = BayerOrder;
 
-// GigE Vision (PFNC) codes; bits 16-23 of each are the bits a pixel takes in the buffer.
-const SourceFormat kFormats[] = {
-    {0x01080001, P::Bits8, 8, B::None},      // Mono8
-    {0x01100003, P::Bits16, 10, B::None},    // Mono10
-    {0x01100005, P::Bits16, 12, B::None},    // Mono12
-    {0x01100025, P::Bits16, 14, B::None},    // Mono14
-    {0x01100007, P::Bits16, 16, B::None},    // Mono16
-    {0x010c0004, P::GevPacked, 10, B::None}, // Mono10Packed
-    {0x010c0006, P::GevPacked, 12, B::None}, // Mono12Packed
-    {0x010a0046, P::LsbPacked, 10, B::None}, // Mono10p
-    {0x010c0047, P::LsbPacked, 12, B::None}, // Mono12p
-    {0x01080008, P::Bits8, 8, B::GR},        // BayerGR8
-    {0x01080009, P::Bits8, 8, B::RG},        // BayerRG8
-    {0x0108000a, P::Bits8, 8, B::GB},        // BayerGB8
-    {0x0108000b, P::Bits8, 8, B::BG},        // BayerBG8
-    {0x0110000c, P::Bits16, 10, B::GR},      // BayerGR10
-    {0x0110000d, P::Bits16, 10, B::RG},      // BayerRG10
-    {0x0110000e, P::Bits16, 10, B::GB},      // BayerGB10
-    {0x0110000f, P::Bits16, 10, B::BG},      // BayerBG10
-    {0x01100010, P::Bits16, 12, B::GR},      // BayerGR12
-    {0x01100011, P::Bits16, 12, B::RG},      // BayerRG12
-    {0x01100012, P::Bits16, 12, B::GB},      // BayerGB12
-    {0x01100013, P::Bits16, 12, B::BG},      // BayerBG12
-    {0x0110002e, P::Bits16, 16, B::GR},      // BayerGR16
-    {0x0110002f, P::Bits16, 16, B::RG},      // BayerRG16
-    {0x01100030, P::Bits16, 16, B::GB},      // BayerGB16
-    {0x01100031, P::Bits16, 16, B::BG},      // BayerBG16
-    {0x010c0026, P::GevPacked, 10, B::GR},   // BayerGR10Packed
-    {0x010c0027, P::GevPacked, 10, B::RG},   // BayerRG10Packed
-    {0x010c0028, P::GevPacked, 10, B::GB},   // BayerGB10Packed
-    {0x010c0029, P::GevPacked, 10, B::BG},   // BayerBG10Packed
-    {0x010c002a, P::GevPacked, 12, B::GR},   // BayerGR12Packed
-    {0x010c002b, P::GevPacked, 12, B::RG},   // BayerRG12Packed
-    {0x010c002c, P::GevPacked, 12, B::GB},   // BayerGB12Packed
-    {0x010c002d, P::GevPacked, 12, B::BG},   // BayerBG12Packed
-    {0x010a0056, P::LsbPacked, 10, B::GR},   // BayerGR10p
-    {0x010a0058, P::LsbPacked, 10, B::RG},   // BayerRG10p
-    {0x010a0054, P::LsbPacked, 10, B::GB},   // BayerGB10p
-    {0x010a0052, P::LsbPacked, 10, B::BG},   // BayerBG10p
-    {0x010c0057, P::LsbPacked, 12, B::GR},   // BayerGR12p
-    {0x010c0059, P::LsbPacked, 12, B::RG},   // BayerRG12p
-    {0x010c0055, P::LsbPacked, 12, B::GB},   // BayerGB12p
-    {0x010c0053, P::LsbPacked, 12, B::BG},   // BayerBG12p
-    {0x02180014, P::Rgb8, 8, B::None},       // RGB8
-    {0x02180015, P::Bgr8, 8, B::None},       // BGR8
-    {0x02200016, P::Rgba8, 8, B::None},      // RGBa8
-    {0x02200017, P::Bgra8, 8, B::None},      // BGRa8
-    {0x0210001f, P::Uyvy, 8, B::None},       // YUV422_8_UYVY
-    {0x02100032, P::Yuyv, 8, B::None},       // YUV422_8 (YUYV)
-};
-
-uint32_t StreamBits(const SourceFormat& format) {
-    return (format.code >> 16) & 0xFF;
-}
-
 // One pixel of a packed stream, by its index in the image; reads only the bytes it spans.
 inline uint32_t PackedPixel(const SourceFormat& format, const uint8_t* data, size_t index) {
     if (format.packing == P::GevPacked) {
@@ -85,7 +30,10 @@ inline uint32_t PackedPixel(const SourceFormat& format, const uint8_t* data, siz
     }
     const size_t bit = index * size_t(format.bits);
     const uint8_t* at = data + (bit >> 3);
-    const uint32_t word = uint32_t(at[0]) | uint32_t(at[1]) << 8;
+    // The second byte only when the pixel reaches into it: the last pixel may end the buffer.
+    uint32_t word = at[0];
+    if ((bit & 7) + size_t(format.bits) > 8)
+        word |= uint32_t(at[1]) << 8;
     return (word >> (bit & 7)) & ((1u << format.bits) - 1);
 }
 
@@ -242,29 +190,45 @@ bool CpuHasAvx512Vbmi() {
 #endif
 }
 
-const SourceFormat* FindSourceFormat(uint32_t code) {
-    for (const SourceFormat& f : kFormats) {
-        if (f.code == code)
-            return &f;
+namespace {
+
+// The pixels of one byte of a 1-, 2- or 4-bit stream (the first in the lowest bits), each
+// stretched to 0..255 (a 2-bit 3 gives 255, 1 gives 85).
+struct SubByteTable {
+    uint8_t pixels[256][8];
+    explicit SubByteTable(int bits) {
+        const uint32_t mask = (1u << bits) - 1;
+        for (uint32_t byte = 0; byte < 256; ++byte)
+            for (int k = 0; k < 8 / bits; ++k)
+                pixels[byte][k] = uint8_t(((byte >> (k * bits)) & mask) * 255 / mask);
     }
-    return nullptr;
+};
+
+const SubByteTable& SubByteTableOf(int bits) {
+    static const SubByteTable one(1), two(2), four(4);
+    return bits == 1 ? one : bits == 2 ? two : four;
 }
 
-bool IsPackedStream(const SourceFormat& format) {
-    return format.packing == P::GevPacked || format.packing == P::LsbPacked;
+// Pixels [first, first + count) of a 1-, 2- or 4-bit stream as 0..255: whole bytes through the
+// table, the pixels of a byte the run starts or ends inside one by one.
+void SubByteTo8(const SourceFormat& format, const uint8_t* data, size_t first, uint32_t count,
+                uint8_t* out) {
+    const int bits = format.bits;
+    const size_t perByte = size_t(8 / bits);
+    const SubByteTable& table = SubByteTableOf(bits);
+    size_t i = first;
+    const size_t end = first + count;
+    while (i < end && i % perByte != 0) {
+        *out++ = table.pixels[data[i / perByte]][i % perByte];
+        ++i;
+    }
+    for (; i + perByte <= end; i += perByte, out += perByte)
+        std::memcpy(out, table.pixels[data[i / perByte]], perByte);
+    for (; i < end; ++i)
+        *out++ = table.pixels[data[i / perByte]][i % perByte];
 }
 
-size_t LineBytes(const SourceFormat& format, uint32_t width) {
-    return size_t(width) * (StreamBits(format) / 8);
-}
-
-size_t ImageBytes(const SourceFormat& format, uint32_t width, uint32_t height, size_t stride) {
-    if (width == 0 || height == 0)
-        return 0;
-    if (IsPackedStream(format))
-        return (size_t(width) * height * StreamBits(format) + 7) / 8;
-    return stride * (height - 1) + LineBytes(format, width);
-}
+} // namespace
 
 void UnpackRow8(const MonoImage& image, uint32_t y, uint8_t* out) {
     const SourceFormat& f = *image.format;
@@ -272,12 +236,23 @@ void UnpackRow8(const MonoImage& image, uint32_t y, uint8_t* out) {
     case P::Bits8:
         std::memcpy(out, image.data + y * image.stride, image.width);
         return;
+    case P::Bits8Signed: {
+        // -128..127 shown as 0..255: zero is mid-grey, so both signs stay visible.
+        const uint8_t* in = image.data + y * image.stride;
+        for (uint32_t x = 0; x < image.width; ++x)
+            out[x] = uint8_t(in[x] ^ 0x80);
+        return;
+    }
     case P::Bits16:
         Bits16To8(image.data + y * image.stride, image.width, f.bits - 8, out);
         return;
     default: {
         size_t first = size_t(y) * image.width;
         uint32_t count = image.width;
+        if (f.bits < 8) {
+            SubByteTo8(f, image.data, first, count, out);
+            return;
+        }
 #ifdef KORVATIN_X86
         if (f.packing == P::GevPacked && CpuHasSsse3()) {
             // Start the fast run on a whole group.
@@ -302,10 +277,12 @@ void UnpackRow8(const MonoImage& image, uint32_t y, uint8_t* out) {
 void UnpackRow16(const MonoImage& image, uint32_t y, uint16_t* out) {
     const SourceFormat& f = *image.format;
     switch (f.packing) {
-    case P::Bits8: {
+    case P::Bits8:
+    case P::Bits8Signed: {
         const uint8_t* in = image.data + y * image.stride;
+        const uint8_t flip = f.packing == P::Bits8Signed ? 0x80 : 0;
         for (uint32_t x = 0; x < image.width; ++x)
-            out[x] = in[x];
+            out[x] = uint8_t(in[x] ^ flip);
         return;
     }
     case P::Bits16: {
@@ -319,68 +296,13 @@ void UnpackRow16(const MonoImage& image, uint32_t y, uint16_t* out) {
         return;
     }
     default:
+        if (f.bits < 8) {
+            const size_t first = size_t(y) * image.width;
+            for (uint32_t x = 0; x < image.width; ++x)
+                out[x] = uint16_t(PackedPixel(f, image.data, first + x));
+            return;
+        }
         UnpackPacked<uint16_t>(f, image.data, size_t(y) * image.width, image.width, out);
-        return;
-    }
-}
-
-namespace {
-
-inline uint8_t Clamp8(int v) {
-    return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v);
-}
-
-// Full-range BT.601 in 16-bit fixed point: the usual choice for camera YUV, where luma spans
-// 0..255 and the chroma bytes are centred on 128.
-inline void YuvToRgb(int y, int u, int v, uint8_t* out) {
-    const int d = u - 128;
-    const int e = v - 128;
-    out[0] = Clamp8(y + ((91881 * e + 32768) >> 16));
-    out[1] = Clamp8(y - ((22554 * d + 46802 * e + 32768) >> 16));
-    out[2] = Clamp8(y + ((116130 * d + 32768) >> 16));
-}
-
-} // namespace
-
-void ColourRowToRgb(const SourceFormat& format, const uint8_t* line, uint32_t width, uint8_t* out) {
-    switch (format.packing) {
-    case P::Rgb8:
-        std::memcpy(out, line, size_t(width) * 3);
-        return;
-    case P::Bgr8:
-        for (uint32_t x = 0; x < width; ++x, line += 3, out += 3) {
-            out[0] = line[2];
-            out[1] = line[1];
-            out[2] = line[0];
-        }
-        return;
-    case P::Rgba8:
-        for (uint32_t x = 0; x < width; ++x, line += 4, out += 3) {
-            out[0] = line[0];
-            out[1] = line[1];
-            out[2] = line[2];
-        }
-        return;
-    case P::Bgra8:
-        for (uint32_t x = 0; x < width; ++x, line += 4, out += 3) {
-            out[0] = line[2];
-            out[1] = line[1];
-            out[2] = line[0];
-        }
-        return;
-    case P::Uyvy:
-        for (uint32_t x = 0; x + 1 < width; x += 2, line += 4, out += 6) {
-            YuvToRgb(line[1], line[0], line[2], out);
-            YuvToRgb(line[3], line[0], line[2], out + 3);
-        }
-        return;
-    case P::Yuyv:
-        for (uint32_t x = 0; x + 1 < width; x += 2, line += 4, out += 6) {
-            YuvToRgb(line[0], line[1], line[3], out);
-            YuvToRgb(line[2], line[1], line[3], out + 3);
-        }
-        return;
-    default:
         return;
     }
 }
