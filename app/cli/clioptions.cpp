@@ -3,6 +3,7 @@
 
 #include <korvatincameraviewlane.h>
 
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -34,6 +35,30 @@ std::string requireValue(const std::string& option, const std::string& what,
 
 int32_t parseTimeout(const std::string& text) {
     return parseNumber("--timeout", "a number of milliseconds", text);
+}
+
+// The file name's extension from its last dot, in lower case; empty without one.
+std::string lowerExtension(const std::string& file) {
+    const size_t slash = file.find_last_of('/');
+    const size_t dot = file.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+        return std::string();
+    std::string extension = file.substr(dot);
+    for (char& c : extension)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    return extension;
+}
+
+// save-frame's format for a file named `file`: raw, tif or bmp, or empty for another name.
+std::string formatOfExtension(const std::string& file) {
+    const std::string extension = lowerExtension(file);
+    if (extension == ".raw")
+        return "raw";
+    if (extension == ".tif" || extension == ".tiff")
+        return "tif";
+    if (extension == ".bmp")
+        return "bmp";
+    return std::string();
 }
 
 // The number of arguments each command takes.
@@ -79,7 +104,7 @@ const char* CCliOptions::Usage() {
            "                             frames incomplete (the last two as Aravis counts them)\n"
            "  record DEVICE FILE.avi --frames N\n"
            "                             records N frames into an AVI file (0: until Ctrl+C)\n"
-           "  save-frame DEVICE FILE --format raw|tif|bmp\n"
+           "  save-frame DEVICE FILE [--format raw|tif|bmp]\n"
            "                             saves one received frame\n"
            "  save-settings DEVICE FILE  saves the device's feature values to a device settings\n"
            "                             file (one \"name type value\" line per feature)\n"
@@ -119,7 +144,8 @@ const char* CCliOptions::Usage() {
            "  --pixel-format F   sets the camera's PixelFormat (Mono8, BayerRG8, ...) first\n"
            "  --bayer MODE       none, nearest or bilinear: how Bayer images are converted for\n"
            "                     record and save-frame (default none: the mosaic as grey)\n"
-           "  --format F         raw, tif or bmp: the file format of save-frame\n"
+           "  --format F         raw, tif or bmp: the file format of save-frame (default: from\n"
+           "                     the file's extension, .raw, .tif, .tiff or .bmp)\n"
            "  --settings FILE    the viewer's settings.ini (buffers, frame wait, ...); default:\n"
            "                     the viewer's defaults\n"
            "  --stream-timeout MS\n"
@@ -135,6 +161,7 @@ const char* CCliOptions::Usage() {
            "                     configuration (FORCEIP 0.0.0.0), so it takes it at once\n"
            "  --alternate        firmware-upgrade: write to the alternate flash address\n"
            "  --help             this text\n"
+           "  --version          the versions of viewlane-cli and of the camera SDK\n"
            "\n"
            "KORVATIN_GEV_INTERFACES (comma-separated interface names or addresses) limits which\n"
            "interfaces discovery, force-ip and reboot use.\n";
@@ -174,6 +201,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
         };
         if (name == "--help" || name == "-h") {
             options.help = true;
+        } else if (name == "--version" && !hasValue) {
+            options.version = true;
         } else if (name == "--broadcast" && !hasValue) {
             options.broadcast = true;
         } else if (name == "--interface") {
@@ -229,7 +258,7 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             throw CUsageError("unknown option " + arg);
         }
     }
-    if (options.help)
+    if (options.help || options.version)
         return options;
     if (positional.empty())
         throw CUsageError("no command given");
@@ -246,7 +275,7 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             {"set", "set DEVICE FEATURE VALUE"},
             {"grab", "grab DEVICE --frames N"},
             {"record", "record DEVICE FILE.avi --frames N"},
-            {"save-frame", "save-frame DEVICE FILE --format raw|tif|bmp"},
+            {"save-frame", "save-frame DEVICE FILE [--format raw|tif|bmp]"},
             {"save-settings", "save-settings DEVICE FILE"},
             {"load-settings", "load-settings DEVICE FILE"},
             {"program-lut", "program-lut DEVICE FILE.csv"},
@@ -266,7 +295,15 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
         throw CUsageError("grab needs --frames N with N at least 1");
     if (options.command == "record" && options.frames < 0)
         throw CUsageError("record needs --frames N (0: until interrupted)");
-    if (options.command == "save-frame" && options.format.empty())
-        throw CUsageError("save-frame needs --format raw, tif or bmp");
+    if (options.command == "save-frame" && options.format.empty()) {
+        options.format = formatOfExtension(options.arguments[1]);
+        if (options.format.empty())
+            throw CUsageError("save-frame cannot tell the file format from \"" +
+                              options.arguments[1] +
+                              "\": name the file .raw, .tif or .bmp, or give --format");
+    }
+    if (options.command == "record" && lowerExtension(options.arguments[1]) != ".avi")
+        throw CUsageError("record writes AVI files only: \"" + options.arguments[1] +
+                          "\" does not end in .avi");
     return options;
 }

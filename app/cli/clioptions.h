@@ -25,6 +25,7 @@ public:
     static const char* Usage();
 
     bool help = false;
+    bool version = false; // --version: print the program's and the SDK's versions
     // "list", "tree", "get", "set", "grab", "record", "save-frame", "save-settings",
     // "load-settings", "program-lut", "firmware-upgrade", "program-xml", "force-ip", "reboot" or
     // "ip-config"

@@ -6,6 +6,8 @@
 #include "clioptions.h"
 #include "clistreamcommands.h"
 
+#include <korvatin/korvatincamera.h>
+
 #include <glib.h>
 
 #include <csignal>
@@ -52,6 +54,11 @@ int main(int argc, char** argv) {
     }
     if (options.help) {
         std::cout << CCliOptions::Usage();
+        return 0;
+    }
+    if (options.version) {
+        std::cout << "viewlane-cli " << KORVATIN_VIEWLANE_VERSION << " (Korvatin Viewlane), SDK "
+                  << CKorvatinCamera::SDKVersion() << '\n';
         return 0;
     }
     try {

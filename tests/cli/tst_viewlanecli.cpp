@@ -90,6 +90,8 @@ private slots:
     void readOnlyFeatureGivesOneLineAndNonzeroExit();
     void badUsageGivesOneLineAndNonzeroExit_data();
     void badUsageGivesOneLineAndNonzeroExit();
+    void fileNamesThatSayNoFormatAreRefusedWithTheReason();
+    void versionPrintsTheProgramsAndTheSdksVersions();
     void helpPrintsUsageAndExitsZero();
     void treeWalksEveryNodeKindOfTheProjectsSimulator();
 
@@ -419,6 +421,10 @@ void TestViewlaneCli::badUsageGivesOneLineAndNonzeroExit_data() {
     QTest::newRow("unknown option") << QStringList{"list", "--colour"};
     QTest::newRow("timeout not a number") << QStringList{"list", "--timeout", "soon"};
     QTest::newRow("timeout without value") << QStringList{"list", "--timeout"};
+    QTest::newRow("record to a file that is not .avi")
+        << QStringList{"record", kSerial, "out.mp4", "--frames", "5"};
+    QTest::newRow("save-frame to an unknown extension")
+        << QStringList{"save-frame", kSerial, "x.png"};
 }
 
 void TestViewlaneCli::badUsageGivesOneLineAndNonzeroExit() {
@@ -428,6 +434,30 @@ void TestViewlaneCli::badUsageGivesOneLineAndNonzeroExit() {
     QVERIFY2(run.errLines.size() == 1, qPrintable(run.errLines.join(" | ")));
     QVERIFY(run.errLines[0].contains("--help"));
     QCOMPARE(run.out, QString());
+}
+
+void TestViewlaneCli::fileNamesThatSayNoFormatAreRefusedWithTheReason() {
+    Run run = cli({"record", kSerial, "out.mp4", "--frames", "5"});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errLines, QStringList{"viewlane-cli: record writes AVI files only: \"out.mp4\" "
+                                       "does not end in .avi (see viewlane-cli --help)"});
+    run = cli({"save-frame", kSerial, "x.png"});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errLines,
+             QStringList{"viewlane-cli: save-frame cannot tell the file format from \"x.png\": "
+                         "name the file .raw, .tif or .bmp, or give --format (see viewlane-cli "
+                         "--help)"});
+}
+
+void TestViewlaneCli::versionPrintsTheProgramsAndTheSdksVersions() {
+    const Run run = cli({"--version"});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.errLines, QStringList());
+    QVERIFY2(run.out.startsWith("viewlane-cli 2.11.04 (Korvatin Viewlane), SDK Korvatin SDK "
+                                "2.11.04 on Aravis 0."),
+             qPrintable(run.out));
+    QVERIFY(run.out.endsWith('\n'));
+    QCOMPARE(run.out.count('\n'), 1);
 }
 
 void TestViewlaneCli::helpPrintsUsageAndExitsZero() {

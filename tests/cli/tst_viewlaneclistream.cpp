@@ -55,6 +55,7 @@ private slots:
     void saveFrameRawIsTheReceivedImage();
     void saveFrameTifIsReadableWithLibtiff();
     void saveFrameBmpLoadsWithQImage();
+    void saveFrameTakesTheFormatFromTheExtension();
     void recordToAFileThatCannotBeCreatedIsOneErrorLine();
     void saveFrameToAFileThatCannotBeCreatedIsOneErrorLine();
     void aDeviceThatDoesNotStreamIsOneErrorLine();
@@ -335,6 +336,26 @@ void TestViewlaneCliStream::saveFrameBmpLoadsWithQImage() {
     QCOMPARE(qBlue(sample), (22 + n) % 256);
 }
 
+void TestViewlaneCliStream::saveFrameTakesTheFormatFromTheExtension() {
+    // Without --format: .tiff is a TIFF and .BMP a BMP, as their readers confirm.
+    const QString tiff = dir_.filePath("by-extension.tiff");
+    Run run = cli({"save-frame", kAddress, tiff});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    TIFF* file = TIFFOpen(QFile::encodeName(tiff).constData(), "r");
+    QVERIFY(file);
+    uint32_t width = 0;
+    TIFFGetField(file, TIFFTAG_IMAGEWIDTH, &width);
+    TIFFClose(file);
+    QCOMPARE(width, uint32_t(kWidth));
+
+    const QString bmp = dir_.filePath("by-extension.BMP");
+    run = cli({"save-frame", kAddress, bmp});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
+    QImage image;
+    QVERIFY(image.load(bmp, "BMP"));
+    QCOMPARE(image.width(), kWidth);
+}
+
 void TestViewlaneCliStream::recordToAFileThatCannotBeCreatedIsOneErrorLine() {
     const QString path = dir_.filePath("no-such-folder/record.avi");
     const Run run = cli({"record", kAddress, path, "--frames", "5"});
@@ -380,8 +401,9 @@ void TestViewlaneCliStream::badOptionsAreOneErrorLine_data() {
     QTest::newRow("unknown format")
         << QStringList{"save-frame", kAddress, "x.gif", "--format", "gif"}
         << "--format needs raw, tif or bmp";
-    QTest::newRow("save-frame without --format")
-        << QStringList{"save-frame", kAddress, "x.raw"} << "--format";
+    QTest::newRow("save-frame without --format, to a name that says no format")
+        << QStringList{"save-frame", kAddress, "x.jpg"}
+        << "cannot tell the file format from \"x.jpg\"";
 }
 
 void TestViewlaneCliStream::badOptionsAreOneErrorLine() {
