@@ -47,7 +47,10 @@ std::vector<GigEVisionDeviceInfo> discover(const CCliOptions& options) {
 } // namespace
 
 void CCliCommands::List() {
-    for (const GigEVisionDeviceInfo& device : discover(options_)) {
+    const std::vector<GigEVisionDeviceInfo> devices = discover(options_);
+    if (!options_.noHeader)
+        out_ << "MANUFACTURER\tSERIAL\tIP\tMODEL\tMAC\tINTERFACE\n";
+    for (const GigEVisionDeviceInfo& device : devices) {
         out_ << oneLine(device.manufacturerName) << '\t' << oneLine(device.serialNumber) << '\t'
              << device.currentIp << '\t' << oneLine(device.modelName) << '\t' << device.macAddress
              << '\t' << device.hostInterfaceAddress << '\n';

@@ -91,7 +91,8 @@ const char* CCliOptions::Usage() {
            "\n"
            "Commands:\n"
            "  list                       one line per device found: manufacturer, serial number,\n"
-           "                             IP address, model, MAC, host interface (tab-separated)\n"
+           "                             IP address, model, MAC, host interface (tab-separated),\n"
+           "                             after a header line that --no-header leaves out\n"
            "  tree DEVICE                every feature from Root, two spaces of indent per depth:\n"
            "                             display name, name, type, access, value (tab-separated)\n"
            "  get DEVICE FEATURE         the current value of one feature\n"
@@ -139,6 +140,7 @@ const char* CCliOptions::Usage() {
            "  --interface ADDR   discover, force-ip and reboot on the host interface with this\n"
            "                     IPv4 address only\n"
            "  --broadcast        send discovery to 255.255.255.255 instead of the subnet\n"
+           "  --no-header        list prints its device lines only\n"
            "  --timeout MS       how long discovery waits for answers (default 1000)\n"
            "  --frames N         frames to grab or record\n"
            "  --pixel-format F   sets the camera's PixelFormat (Mono8, BayerRG8, ...) first\n"
@@ -203,6 +205,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             options.help = true;
         } else if (name == "--version" && !hasValue) {
             options.version = true;
+        } else if (name == "--no-header" && !hasValue) {
+            options.noHeader = true;
         } else if (name == "--broadcast" && !hasValue) {
             options.broadcast = true;
         } else if (name == "--interface") {

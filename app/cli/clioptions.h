@@ -33,6 +33,7 @@ public:
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
     bool broadcast = false;
+    bool noHeader = false; // --no-header: list prints its rows only
     int32_t timeoutMs = kDefaultTimeoutMs;
 
     // Streaming commands.

@@ -14,6 +14,8 @@ namespace {
 
 const char* const kAddress = "127.0.0.51";
 const char* const kSerial = "CLI51";
+// The first line of list's text form.
+const char* const kListHeader = "MANUFACTURER\tSERIAL\tIP\tMODEL\tMAC\tINTERFACE\n";
 
 using Run = CliRun;
 
@@ -151,10 +153,13 @@ void TestViewlaneCli::verifyOneErrorLine(const Run& run, const QString& expected
 
 void TestViewlaneCli::listWithNoDeviceExitsZeroAndPrintsNothing() {
     QVERIFY(!fake_.isRunning());
-    const Run run = cli({"list", "--timeout", "300"});
+    Run run = cli({"list", "--timeout", "300"});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QString(kListHeader));
+    QCOMPARE(run.errLines, QStringList());
+    run = cli({"list", "--no-header", "--timeout", "300"});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QString());
-    QCOMPARE(run.errLines, QStringList());
 }
 
 void TestViewlaneCli::listPrintsTheDeviceWithSixTabSeparatedFields() {
@@ -175,8 +180,9 @@ void TestViewlaneCli::listPrintsTheDeviceWithSixTabSeparatedFields() {
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.errLines, QStringList());
     const QStringList lines = run.out.split('\n', Qt::SkipEmptyParts);
-    QCOMPARE(lines.size(), 1);
-    const QStringList fields = lines[0].split('\t');
+    QCOMPARE(lines.size(), 2);
+    QCOMPARE(lines[0] + '\n', QString(kListHeader));
+    const QStringList fields = lines[1].split('\t');
     QCOMPARE(fields.size(), 6);
     QCOMPARE(fields[0], vendor);
     QCOMPARE(fields[1], QString(kSerial));
@@ -313,7 +319,7 @@ void TestViewlaneCli::setIsSeenByAnotherClient() {
 
 void TestViewlaneCli::deviceCanBeNamedBySerialIpOrMac() {
     REQUIRE_FAKE();
-    const Run list = cli({"list", "--timeout", "400"});
+    const Run list = cli({"list", "--no-header", "--timeout", "400"});
     const QStringList fields = list.out.trimmed().split('\t');
     QCOMPARE(fields.size(), 6);
     const QString mac = fields[4];

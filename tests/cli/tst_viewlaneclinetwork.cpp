@@ -19,7 +19,7 @@ struct Listed {
 
 QList<Listed> list() {
     QList<Listed> devices;
-    const CliRun run = RunCli({"list", "--timeout", "300"});
+    const CliRun run = RunCli({"list", "--no-header", "--timeout", "300"});
     for (const QString& line : run.out.split('\n', Qt::SkipEmptyParts)) {
         const QStringList fields = line.split('\t');
         if (fields.size() == 6)
