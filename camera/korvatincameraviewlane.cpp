@@ -8,6 +8,7 @@
 #include "metatypes.h"
 
 #include <QByteArray>
+#include <QFileInfo>
 #include <QMutexLocker>
 
 #include <cstdio>
@@ -447,5 +448,25 @@ void CKorvatinCameraViewlane::SaveFrame(const CKorvatinFrame& raw, const char* f
     }
     if (result != QRN_OK)
         throw CKorvatinException(
-            std::string("cannot create \"") + fileName + "\": " + codeText(result), result);
+            std::string("cannot create \"") + fileName + "\": " +
+                (result == QRN_ERR_IO ? WhyNotWritable(fileName) : std::string(codeText(result))),
+            result);
+}
+
+std::string CKorvatinCameraViewlane::WhyNotWritable(const char* fileName) {
+    // Told after the write failed, from what the file system shows now.
+    const QFileInfo file(QString::fromLocal8Bit(fileName));
+    const QFileInfo folder(file.absolutePath());
+    const std::string folderName = folder.absoluteFilePath().toLocal8Bit().toStdString();
+    if (!folder.exists())
+        return "the folder " + folderName + " does not exist";
+    if (!folder.isDir())
+        return folderName + " is not a folder";
+    if (file.exists() && file.isDir())
+        return "it is a folder";
+    if (file.exists() && !file.isWritable())
+        return "the file is not writable (permission denied)";
+    if (!file.exists() && !folder.isWritable())
+        return "the folder " + folderName + " is not writable (permission denied)";
+    return "input/output error (the disk may be full)";
 }

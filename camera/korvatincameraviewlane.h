@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 class CAppSettings;
 class CAviRecordingThread;
@@ -108,6 +109,9 @@ public:
     // are interpolated with `bayerMode`. Any other format writes nothing. Throws
     // CKorvatinException when the frame cannot be converted or the file not written.
     void SaveFrame(const CKorvatinFrame& raw, const char* fileName, int format, uint32_t bayerMode);
+    // Why `fileName` could not be written: a folder that does not exist or is not writable, a
+    // file that is not writable, else an input/output error.
+    static std::string WhyNotWritable(const char* fileName);
 
     // Opens `fileName` as an AVI of the camera's current size, frame rate and colour (grey for
     // Mono formats and for Bayer formats recorded with bayerMode 0) and records every frame the

@@ -147,7 +147,18 @@ QRN_ERROR saveTiff(const CKorvatinFrame& frame, const Layout& layout, const char
     const RowReader reader(frame, layout);
     if (!reader.Fits())
         return QRN_ERR_INVALID;
-    std::unique_ptr<TIFF, TiffCloser> tiff(TIFFOpen(fileName, "w"));
+    // libtiff's messages would go to standard error beside the caller's own report of the
+    // failure: this file's handle keeps them to itself.
+    std::unique_ptr<TIFFOpenOptions, void (*)(TIFFOpenOptions*)> options(TIFFOpenOptionsAlloc(),
+                                                                         TIFFOpenOptionsFree);
+    if (!options)
+        return QRN_ERR_NO_MEMORY;
+    const TIFFErrorHandlerExtR quiet = [](TIFF*, void*, const char*, const char*, va_list) {
+        return 1; // handled: nothing printed
+    };
+    TIFFOpenOptionsSetErrorHandlerExtR(options.get(), quiet, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), quiet, nullptr);
+    std::unique_ptr<TIFF, TiffCloser> tiff(TIFFOpenExt(fileName, "w", options.get()));
     if (!tiff)
         return QRN_ERR_IO;
     *opened = true;
