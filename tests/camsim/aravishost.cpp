@@ -103,6 +103,11 @@ GrabResult CAravisHost::grab(int frames, int buffers, int timeoutMs) {
         result.failed = frames;
         return result;
     }
+    // Aravis gives up on a frame 100 ms after its last packet by default: on a machine busy
+    // with other tests a resend that comes a little late would then count as the simulator's
+    // failure. The reference host keeps an incomplete frame for 2 s, so that only a packet the
+    // simulator never sends leaves a frame incomplete.
+    g_object_set(stream.get(), "frame-retention", guint(2000000), nullptr);
     const guint payload = arv_camera_get_payload(camera_.get(), nullptr);
     for (int i = 0; i < buffers; ++i)
         arv_stream_push_buffer(stream.get(), arv_buffer_new(payload, nullptr));
