@@ -239,19 +239,21 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
             return;
         }
         m_categoriesBeingBuilt.push_back(node);
+        QVariant error;
         for (const CKorvatinGenICamNodeT& feature : features) {
             AddGENiCAMNode(item, feature);
-            const QVariant error = item->data(1, NodeErrorRole);
-            if (error.isValid() && !error.isNull()) {
-                m_categoriesBeingBuilt.pop_back();
-                parent->setData(1, NodeErrorRole, error);
-                // The editors of the rows going with the category were not placed yet.
-                DropPendingEditorsFrom(firstPending);
-                delete item;
-                return;
-            }
+            error = item->data(1, NodeErrorRole);
+            if (error.isValid() && !error.isNull())
+                break;
         }
         m_categoriesBeingBuilt.pop_back();
+        if (error.isValid() && !error.isNull()) {
+            parent->setData(1, NodeErrorRole, error);
+            // The editors of the rows going with the category were not placed yet.
+            DropPendingEditorsFrom(firstPending);
+            delete item;
+            return;
+        }
     }
 
     if (editor) {

@@ -238,9 +238,10 @@ void DeviceSettingsJob::WriteKeepingFirstError(const TCameraNodeSetting& setting
                                                QString& firstError) {
     const QString name = QString::fromLocal8Bit(setting.name);
     // A persistent network value is read first, so that a write that changes it is told.
+    const bool network = persistentNetworkNames().contains(name);
     QString before;
     bool known = false;
-    if (persistentNetworkNames().contains(name)) {
+    if (network) {
         try {
             const CKorvatinGenICamNodeT node = m_camera->GetNodeByName(setting.name);
             TCameraNodeSetting::Value value{};
@@ -258,8 +259,7 @@ void DeviceSettingsJob::WriteKeepingFirstError(const TCameraNodeSetting& setting
             firstError = name + " : " + error;
         return;
     }
-    if (persistentNetworkNames().contains(name) && (!known || before != setting.valueText) &&
-        !m_networkChanged.contains(name))
+    if (network && (!known || before != setting.valueText) && !m_networkChanged.contains(name))
         m_networkChanged.append(name);
 }
 

@@ -24,18 +24,6 @@ const char* const kAddress = "127.0.5.41";
 constexpr uint32_t kWidth = 64;
 constexpr uint32_t kHeight = 8;
 
-// The first frame of a picture or video file decoded by ffmpeg as rgb24; empty when it cannot
-// be decoded or has another size.
-QByteArray decodeRgb(const QString& file) {
-    QProcess ffmpeg;
-    ffmpeg.start("ffmpeg", {"-v", "error", "-i", file, "-frames:v", "1", "-f", "rawvideo",
-                            "-pix_fmt", "rgb24", "-"});
-    if (!ffmpeg.waitForFinished(60000) || ffmpeg.exitCode() != 0)
-        return QByteArray();
-    const QByteArray rgb = ffmpeg.readAllStandardOutput();
-    return rgb.size() == int(kWidth * kHeight * 3) ? rgb : QByteArray();
-}
-
 bool rgbMatchesBars(const camsim::PixelFormatInfo& f, const QByteArray& rgb, QString* error) {
     return matchesBars(
         f, kWidth, kHeight, 3,
@@ -130,7 +118,7 @@ private slots:
                           "--bayer", "nearest"});
             QVERIFY2(run.exitCode == 0,
                      qPrintable(QString(f->name) + ": " + run.errLines.join(" | ")));
-            const QByteArray bmpRgb = decodeRgb(bmp);
+            const QByteArray bmpRgb = decodeRgb(bmp, kWidth, kHeight);
             QVERIFY2(!bmpRgb.isEmpty(), f->name);
             QVERIFY2(rgbMatchesBars(*f, bmpRgb, &error), qPrintable("BMP " + error));
 
@@ -140,7 +128,7 @@ private slots:
             QVERIFY2(run.exitCode == 0,
                      qPrintable(QString(f->name) + ": " + run.errLines.join(" | ")));
             QVERIFY2(run.out.contains("frames recorded: 2"), qPrintable(run.out));
-            const QByteArray aviRgb = decodeRgb(avi);
+            const QByteArray aviRgb = decodeRgb(avi, kWidth, kHeight);
             QVERIFY2(!aviRgb.isEmpty(), f->name);
             QVERIFY2(rgbMatchesBars(*f, aviRgb, &error), qPrintable("AVI " + error));
         }

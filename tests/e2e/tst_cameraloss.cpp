@@ -32,7 +32,6 @@ using namespace e2e;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
 constexpr int kJobWaitMs = 120000;
 
 bool WriteAll(const QString& path, const QByteArray& bytes) {
@@ -57,26 +56,18 @@ class TestCameraLoss : public QObject {
     std::unique_ptr<MainWindow> ConnectedWindow(SimulatorProcess& sim, const QString& address) {
         if (!sim.startCamsim({"--address", address, "--width", "256", "--height", "64"}))
             return nullptr;
-        auto window =
-            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == 1; }, kDiscoveryWaitMs))
-            return nullptr;
-        ClickRow(*window, 0);
-        if (!QTest::qWaitFor([&] { return window->IsConnected(); }, 10000))
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings.ini")), 1);
+        if (!window || !ConnectFirstRow(*window))
             return nullptr;
         return window;
     }
 
     // Opens the dialog of `openButton`, fills in `fileName`, clicks `jobButton` and, on the
-    // worker, at the job's `killAt`-th progress event (counted from 1), kills the camera before
-    // the job goes on: the job's next camera access meets a camera that is gone. Waits for the
-    // job's end and closes the dialog.
-    static JobRun RunJobLosingTheCamera(MainWindow& window, SimulatorProcess& sim,
-                                        const char* openButton, const char* jobButton,
-                                        const QString& fileName, int killAt) {
+    // worker, at the job's `killAt`-th progress event (counted from 1; 0: never), kills the
+    // camera before the job goes on: the job's next camera access meets a camera that is gone.
+    // Waits for the job's end and closes the dialog.
+    static JobRun RunJob(MainWindow& window, SimulatorProcess& sim, const char* openButton,
+                         const char* jobButton, const QString& fileName, int killAt) {
         JobRun run;
         const qint64 pid = sim.processId();
         const bool shown = uitest::WithModal<CDialogProgressThreadEvent>(
@@ -129,6 +120,22 @@ class TestCameraLoss : public QObject {
         return false;
     }
 
+    // Runs the job, killing the camera at its `killAt`-th progress event; the job reports the
+    // loss with a message that begins with `start` (and holds `part`), the window keeps the
+    // session until the dialog is closed, then shows the disconnect.
+    static void VerifyJobReportsTheLoss(MainWindow& window, SimulatorProcess& sim,
+                                        const char* openButton, const char* jobButton,
+                                        const QString& fileName, int killAt, const QString& start,
+                                        const QString& part = {}) {
+        MessageBoxWatcher boxes;
+        const JobRun run = RunJob(window, sim, openButton, jobButton, fileName, killAt);
+        QVERIFY(run.started);
+        QVERIFY(run.killed);
+        QVERIFY(run.connectedWhenJobEnded);
+        QVERIFY2(Shows(boxes.texts, start, part), qPrintable(boxes.texts.join(" | ")));
+        VerifyDisconnectShown(window, boxes);
+    }
+
 private slots:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
@@ -139,9 +146,7 @@ private slots:
         SimulatorProcess sim;
         auto window = ConnectedWindow(sim, "127.0.19.5");
         QVERIFY(window);
-        auto* display = window->findChild<QWidget*>("widgetGrabbedFrame");
-        QVERIFY(display);
-        // Streaming: frames are shown before the camera goes.
+        // Streaming: frames are received before the camera goes.
         QVERIFY(QTest::qWaitFor([&] { return window->Session()->grabbedFrameCount > 10; }, 20000));
         MessageBoxWatcher boxes;
         QElapsedTimer sinceKill;
@@ -204,14 +209,9 @@ private slots:
             QTest::qWaitFor([&] { return RowOf(*window, "127.0.19.7") >= 0; }, kDiscoveryWaitMs));
         ClickRow(*window, RowOf(*window, "127.0.19.7"));
         QVERIFY(QTest::qWaitFor([&] { return window->IsConnected(); }, 10000));
-        const uint32_t painted =
-            window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame")->PaintedFrameCount();
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                return window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame")
-                           ->PaintedFrameCount() > painted + 5;
-            },
-            20000));
+        auto* display = window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame");
+        const uint32_t painted = display->PaintedFrameCount();
+        QVERIFY(QTest::qWaitFor([&] { return display->PaintedFrameCount() > painted + 5; }, 20000));
     }
 
     void programLut() {
@@ -223,15 +223,8 @@ private slots:
             table += QByteArray::number(k) + "\n";
         const QString path = m_dir.filePath("lut.csv");
         QVERIFY(WriteAll(path, table));
-        MessageBoxWatcher boxes;
-        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_program_LUT",
-                                                 "pushButton_program", path, 10);
-        QVERIFY(run.started);
-        QVERIFY(run.killed);
-        QVERIFY(run.connectedWhenJobEnded);
-        QVERIFY2(Shows(boxes.texts, "Fail to set LUT. Entry: 10. Error: "),
-                 qPrintable(boxes.texts.join(" | ")));
-        VerifyDisconnectShown(*window, boxes);
+        VerifyJobReportsTheLoss(*window, sim, "pushButton_program_LUT", "pushButton_program", path,
+                                10, "Fail to set LUT. Entry: 10. Error: ");
     }
 
     void saveDeviceSettings() {
@@ -239,15 +232,9 @@ private slots:
         auto window = ConnectedWindow(sim, "127.0.19.2");
         QVERIFY(window);
         const QString path = m_dir.filePath("lost-save.txt");
-        MessageBoxWatcher boxes;
-        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_saveDeviceSettings",
-                                                 "pushButton_save_settings", path, 3);
-        QVERIFY(run.started);
-        QVERIFY(run.killed);
-        QVERIFY(run.connectedWhenJobEnded);
-        QVERIFY2(Shows(boxes.texts, "Saving device settings failed: "),
-                 qPrintable(boxes.texts.join(" | ")));
-        VerifyDisconnectShown(*window, boxes);
+        VerifyJobReportsTheLoss(*window, sim, "pushButton_saveDeviceSettings",
+                                "pushButton_save_settings", path, 3,
+                                "Saving device settings failed: ");
     }
 
     void loadDeviceSettings() {
@@ -255,41 +242,18 @@ private slots:
         auto window = ConnectedWindow(sim, "127.0.19.3");
         QVERIFY(window);
         const QString path = m_dir.filePath("lost-load.txt");
-        QStringList texts;
         {
+            // A file of this camera's own settings first, saved while it answers.
             MessageBoxWatcher boxes;
-            QVERIFY(uitest::WithModal<CDialogProgressThreadEvent>(
-                window.get(),
-                [&] { window->findChild<QPushButton*>("pushButton_saveDeviceSettings")->click(); },
-                [&](CDialogProgressThreadEvent& dialog) {
-                    bool finished = false;
-                    QObject::connect(
-                        &dialog, &CDialogProgressThreadEvent::threadEvent, &dialog,
-                        [&](int event, const QString*) { finished = finished || event == 4; },
-                        Qt::QueuedConnection);
-                    dialog.findChild<QLineEdit*>("lineEdit_fileName")->setText(path);
-                    dialog.findChild<QPushButton*>("pushButton_save_settings")->click();
-                    QVERIFY(uitest::WaitFor(
-                        [&] {
-                            return finished && !dialog.IsBusy() &&
-                                   QApplication::activeModalWidget() == &dialog;
-                        },
-                        kJobWaitMs));
-                    dialog.reject();
-                }));
+            const JobRun save = RunJob(*window, sim, "pushButton_saveDeviceSettings",
+                                       "pushButton_save_settings", path, 0);
+            QVERIFY(save.started);
             QCOMPARE(boxes.texts,
                      QStringList{"Device setting was successfully saved to file: " + path});
         }
-        MessageBoxWatcher boxes;
-        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_loadDeviceSettings",
-                                                 "pushButton_load_settings", path, 3);
-        QVERIFY(run.started);
-        QVERIFY(run.killed);
-        QVERIFY(run.connectedWhenJobEnded);
-        QVERIFY2(Shows(boxes.texts, "Device setting was successfully loaded from file: " + path,
-                       "The first error:"),
-                 qPrintable(boxes.texts.join(" | ")));
-        VerifyDisconnectShown(*window, boxes);
+        VerifyJobReportsTheLoss(
+            *window, sim, "pushButton_loadDeviceSettings", "pushButton_load_settings", path, 3,
+            "Device setting was successfully loaded from file: " + path, "The first error:");
     }
 
     void programXml() {
@@ -304,15 +268,8 @@ private slots:
         xml.append("<!-- " + QByteArray(4 << 20, 'x') + " -->\n");
         const QString path = m_dir.filePath("long.xml");
         QVERIFY(WriteAll(path, xml));
-        MessageBoxWatcher boxes;
-        const JobRun run = RunJobLosingTheCamera(*window, sim, "pushButton_programXML",
-                                                 "pushButton_program", path, 3);
-        QVERIFY(run.started);
-        QVERIFY(run.killed);
-        QVERIFY(run.connectedWhenJobEnded);
-        QVERIFY2(Shows(boxes.texts, "XML programming failed: "),
-                 qPrintable(boxes.texts.join(" | ")));
-        VerifyDisconnectShown(*window, boxes);
+        VerifyJobReportsTheLoss(*window, sim, "pushButton_programXML", "pushButton_program", path,
+                                3, "XML programming failed: ");
     }
 };
 

@@ -27,7 +27,6 @@ using namespace e2e;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
 constexpr int kJobWaitMs = 60000;
 
 // Fills the dialog's file name, clicks `button` and waits until the job has ended and its last
@@ -62,21 +61,15 @@ class TestDeviceFiles : public QObject {
     std::unique_ptr<MainWindow> ConnectedWindow(SimulatorProcess& sim, const QString& address) {
         if (!sim.startCamsim({"--address", address, "--width", "256", "--height", "64"}))
             return nullptr;
-        auto window =
-            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        if (!Connect(*window))
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings.ini")), 1);
+        if (!window || !ConnectFirstRow(*window))
             return nullptr;
         return window;
     }
 
     static bool Connect(MainWindow& window) {
-        if (!QTest::qWaitFor([&] { return Table(window)->rowCount() == 1; }, kDiscoveryWaitMs))
-            return false;
-        ClickRow(window, 0);
-        return QTest::qWaitFor([&] { return window.IsConnected(); }, 10000);
+        return QTest::qWaitFor([&] { return Table(window)->rowCount() == 1; }, kDiscoveryWaitMs) &&
+               ConnectFirstRow(window);
     }
 
     // Clicks "Device Reset" in the feature tree, waits until the window has let the camera go

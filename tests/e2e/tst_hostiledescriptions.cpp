@@ -22,8 +22,6 @@ using namespace e2e;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
-
 // Rows of the feature tree whose name is `name`.
 int RowsNamed(MainWindow& window, const QString& name) {
     int rows = 0;
@@ -39,15 +37,21 @@ class TestHostileDescriptions : public QObject {
 
     QTemporaryDir m_dir;
 
-    // A window that has connected to `sim`; `connectMs` is how long the click took to give a
-    // connected window with its tree.
-    std::unique_ptr<MainWindow> ConnectedWindow(qint64* connectMs) {
-        auto window =
-            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
+    // Serves the simulator's description with the nodes of `kind` from a simulator at
+    // `address` and connects a window to it; `connectMs` is how long the click took to give a
+    // connected window with its tree. Null when any step fails.
+    std::unique_ptr<MainWindow> ConnectedWindow(SimulatorProcess& sim,
+                                                hostiledescription::Kind kind,
+                                                const QString& address, qint64* connectMs) {
+        const QString description = m_dir.filePath(address + ".xml");
+        QString error;
+        if (!hostiledescription::Write(kind, description, &error) ||
+            !sim.startCamsim({"--address", address, "--description", description})) {
+            qWarning("no simulator: %s%s", qPrintable(error), qPrintable(sim.errorString()));
             return nullptr;
-        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == 1; }, kDiscoveryWaitMs))
+        }
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings.ini")), 1);
+        if (!window)
             return nullptr;
         MessageBoxWatcher boxes;
         QElapsedTimer clock;
@@ -63,14 +67,6 @@ class TestHostileDescriptions : public QObject {
         return window;
     }
 
-    QString Describe(hostiledescription::Kind kind, const QString& name) {
-        const QString path = m_dir.filePath(name);
-        QString error;
-        if (!hostiledescription::Write(kind, path, &error))
-            qWarning("%s", qPrintable(error));
-        return path;
-    }
-
 private slots:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
@@ -79,10 +75,9 @@ private slots:
 
     void endlessReadsLeaveTheOtherFeaturesInBoundedTime() {
         SimulatorProcess sim;
-        QVERIFY(sim.startCamsim({"--address", "127.0.21.1", "--description",
-                                 Describe(hostiledescription::Kind::EndlessReads, "endless.xml")}));
         qint64 ms = 0;
-        auto window = ConnectedWindow(&ms);
+        auto window =
+            ConnectedWindow(sim, hostiledescription::Kind::EndlessReads, "127.0.21.1", &ms);
         QVERIFY(window);
         qInfo("connected with the tree built in %lld ms", ms);
         QVERIFY2(ms < 5000, qPrintable(QString::number(ms)));
@@ -95,10 +90,9 @@ private slots:
 
     void categoriesThatListThemselvesAreShownOnce() {
         SimulatorProcess sim;
-        QVERIFY(sim.startCamsim({"--address", "127.0.21.2", "--description",
-                                 Describe(hostiledescription::Kind::CategoryCycles, "loop.xml")}));
         qint64 ms = 0;
-        auto window = ConnectedWindow(&ms);
+        auto window =
+            ConnectedWindow(sim, hostiledescription::Kind::CategoryCycles, "127.0.21.2", &ms);
         QVERIFY(window);
         // Each category has its row where it is listed, and is entered once on each path.
         QCOMPARE(RowsNamed(*window, "Loop"), 2);
@@ -110,10 +104,9 @@ private slots:
 
     void aTypeThatCannotBeReadKeepsTheTreeBuiltBeforeIt() {
         SimulatorProcess sim;
-        QVERIFY(sim.startCamsim({"--address", "127.0.21.3", "--description",
-                                 Describe(hostiledescription::Kind::TypeReadFails, "type.xml")}));
         qint64 ms = 0;
-        auto window = ConnectedWindow(&ms);
+        auto window =
+            ConnectedWindow(sim, hostiledescription::Kind::TypeReadFails, "127.0.21.3", &ms);
         QVERIFY(window);
         // The category holding the failing feature goes; the rest of the tree stays.
         QCOMPARE(RowsNamed(*window, "Broken"), 0);

@@ -25,7 +25,6 @@ using namespace e2e;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
 constexpr int kJobWaitMs = 60000;
 
 // What the window looked like while a maintenance dialog was open.
@@ -99,14 +98,7 @@ class TestMaintenanceDialogs : public QObject {
     QTemporaryDir m_dir;
 
     std::unique_ptr<MainWindow> OpenWindow(int rows) {
-        auto window =
-            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == rows; }, kDiscoveryWaitMs))
-            return nullptr;
-        return window;
+        return e2e::OpenWindow(WriteSettings(m_dir.filePath("settings.ini")), rows);
     }
 
     // A window connected to a camsim at `address`, with read-only polling on.
@@ -114,10 +106,7 @@ class TestMaintenanceDialogs : public QObject {
         if (!sim.startCamsim({"--address", address, "--width", "256", "--height", "64"}))
             return nullptr;
         auto window = OpenWindow(1);
-        if (!window)
-            return nullptr;
-        ClickRow(*window, 0);
-        if (!QTest::qWaitFor([&] { return window->IsConnected(); }, 10000))
+        if (!window || !ConnectFirstRow(*window))
             return nullptr;
         window->findChild<QCheckBox*>("checkBox_readonly_nodes_polling")->setChecked(true);
         return window;

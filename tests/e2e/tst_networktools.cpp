@@ -27,8 +27,6 @@ using namespace e2e;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
-
 QPushButton* BoxButton(QWidget& dialog, QDialogButtonBox::StandardButton which) {
     return dialog.findChild<QDialogButtonBox*>("buttonBox")->button(which);
 }
@@ -77,14 +75,7 @@ class TestNetworkTools : public QObject {
     QTemporaryDir m_dir;
 
     std::unique_ptr<MainWindow> OpenWindow(int rows) {
-        auto window =
-            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == rows; }, kDiscoveryWaitMs))
-            return nullptr;
-        return window;
+        return e2e::OpenWindow(WriteSettings(m_dir.filePath("settings.ini")), rows);
     }
 
     std::unique_ptr<MainWindow> ConnectedWindow(SimulatorProcess& sim, const QString& address) {
@@ -92,10 +83,7 @@ class TestNetworkTools : public QObject {
                               "0a:3c:51:06:1a:fb", "--width", "256", "--height", "64"}))
             return nullptr;
         auto window = OpenWindow(1);
-        if (!window)
-            return nullptr;
-        ClickRow(*window, 0);
-        if (!QTest::qWaitFor([&] { return window->IsConnected(); }, 10000))
+        if (!window || !ConnectFirstRow(*window))
             return nullptr;
         return window;
     }

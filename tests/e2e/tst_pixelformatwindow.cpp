@@ -21,7 +21,6 @@ using namespace colourbars;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
 constexpr uint32_t kWidth = 64;
 constexpr uint32_t kHeight = 16;
 const QString kRefusal = "pixel format Coord3D_ABC8 (0x021800B2) holds 3D coordinates, not an "
@@ -55,15 +54,9 @@ class TestPixelFormatWindow : public QObject {
             return nullptr;
         if (beforeConnect)
             beforeConnect();
-        auto window = std::make_unique<MainWindow>(
-            nullptr, WriteSettings(m_dir.filePath(address + ".ini"), QByteArray(), settings));
-        window->resize(1200, 800);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == 1; }, kDiscoveryWaitMs))
-            return nullptr;
-        ClickRow(*window, 0);
-        if (!QTest::qWaitFor([&] { return window->IsConnected(); }, 10000))
+        auto window = OpenWindow(
+            WriteSettings(m_dir.filePath(address + ".ini"), QByteArray(), settings), 1, 1200, 800);
+        if (!window || !ConnectFirstRow(*window))
             return nullptr;
         return window;
     }

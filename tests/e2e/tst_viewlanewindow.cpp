@@ -27,7 +27,6 @@
 using namespace e2e;
 
 namespace {
-constexpr int kDiscoveryWaitMs = 20000;
 constexpr int kFrameWaitMs = 20000;
 } // namespace
 
@@ -38,15 +37,7 @@ class TestViewlaneWindow : public QObject {
 
     // A window whose device table lists `rows` cameras.
     std::unique_ptr<MainWindow> OpenWindow(int rows, const QByteArray& extraHost = QByteArray()) {
-        auto window = std::make_unique<MainWindow>(
-            nullptr, WriteSettings(m_dir.filePath("settings.ini"), extraHost));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        QTableWidget* table = Table(*window);
-        if (!QTest::qWaitFor([&] { return table->rowCount() == rows; }, kDiscoveryWaitMs))
-            return nullptr;
-        return window;
+        return e2e::OpenWindow(WriteSettings(m_dir.filePath("settings.ini"), extraHost), rows);
     }
 
     static CQwidgetGrabbedFrame* Display(MainWindow& window) {

@@ -42,7 +42,6 @@ using namespace e2e;
 
 namespace {
 
-constexpr int kDiscoveryWaitMs = 20000;
 constexpr int kWidth = 64;
 constexpr int kHeight = 32;
 
@@ -105,14 +104,7 @@ class TestWindowCommands : public QObject {
     QTemporaryDir m_dir;
 
     std::unique_ptr<MainWindow> OpenWindow(int rows) {
-        auto window =
-            std::make_unique<MainWindow>(nullptr, WriteSettings(m_dir.filePath("settings.ini")));
-        window->resize(1600, 1000);
-        if (!QTest::qWaitForWindowExposed(window.get()))
-            return nullptr;
-        if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == rows; }, kDiscoveryWaitMs))
-            return nullptr;
-        return window;
+        return e2e::OpenWindow(WriteSettings(m_dir.filePath("settings.ini")), rows);
     }
 
     // A window connected to a camsim at `address` streaming a still Mono8 ramp.
@@ -121,10 +113,7 @@ class TestWindowCommands : public QObject {
         if (!sim.startCamsim(QStringList{"--address", address} + extra))
             return nullptr;
         auto window = OpenWindow(1);
-        if (!window)
-            return nullptr;
-        ClickRow(*window, 0);
-        if (!QTest::qWaitFor([&] { return window->IsConnected(); }, 10000))
+        if (!window || !ConnectFirstRow(*window))
             return nullptr;
         return window;
     }

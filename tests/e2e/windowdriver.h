@@ -19,6 +19,9 @@
 
 namespace e2e {
 
+// How long discovery may take to list the simulated cameras on a busy machine.
+constexpr int kDiscoveryWaitMs = 20000;
+
 // Writes a settings file with a short discovery time-out (so that discovery passes follow each
 // other quickly), XML programming offered (so that all 25 camera-switched widgets exist), and
 // `extraHost` lines appended to the [host] group and `extraGroups` after it; returns its path.
@@ -48,6 +51,25 @@ inline void ClickRow(MainWindow& window, int row, int column = 1) {
     QTableWidget* table = Table(window);
     const QRect cell = table->visualRect(table->model()->index(row, column));
     QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
+}
+
+// A main window with the settings file `settingsPath`, `width` x `height`, shown and listing
+// `rows` devices; null when it is not exposed or discovery does not list them in time.
+inline std::unique_ptr<MainWindow> OpenWindow(const QString& settingsPath, int rows,
+                                              int width = 1600, int height = 1000) {
+    auto window = std::make_unique<MainWindow>(nullptr, settingsPath);
+    window->resize(width, height);
+    if (!QTest::qWaitForWindowExposed(window.get()))
+        return nullptr;
+    if (!QTest::qWaitFor([&] { return Table(*window)->rowCount() == rows; }, kDiscoveryWaitMs))
+        return nullptr;
+    return window;
+}
+
+// Clicks the first row of the device table and waits until the window is connected.
+inline bool ConnectFirstRow(MainWindow& window) {
+    ClickRow(window, 0);
+    return QTest::qWaitFor([&] { return window.IsConnected(); }, 10000);
 }
 
 // The row whose "Ip Address" cell shows `address`, or -1.

@@ -4,6 +4,8 @@
 
 #include "pixelformats.h"
 
+#include <QByteArray>
+#include <QProcess>
 #include <QString>
 
 #include <cmath>
@@ -12,6 +14,18 @@
 #include <vector>
 
 namespace colourbars {
+
+// The first frame of a picture or video file decoded by ffmpeg as rgb24; empty when it cannot
+// be decoded or has another size than `width` x `height`.
+inline QByteArray decodeRgb(const QString& file, uint32_t width, uint32_t height) {
+    QProcess ffmpeg;
+    ffmpeg.start("ffmpeg", {"-v", "error", "-i", file, "-frames:v", "1", "-f", "rawvideo",
+                            "-pix_fmt", "rgb24", "-"});
+    if (!ffmpeg.waitForFinished(60000) || ffmpeg.exitCode() != 0)
+        return QByteArray();
+    const QByteArray rgb = ffmpeg.readAllStandardOutput();
+    return rgb.size() == int(width * height * 3) ? rgb : QByteArray();
+}
 
 // The bars as this test knows them: black, red, green, blue, yellow, cyan, magenta, white, 8
 // pixels wide each from the sensor's left edge, repeating every 64 pixels.

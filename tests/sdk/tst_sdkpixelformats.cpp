@@ -158,17 +158,6 @@ bool readTiff(const QString& file, TiffImage* image) {
     return true;
 }
 
-// The first frame of a picture or video file decoded by ffmpeg as rgb24.
-QByteArray decodeRgb(const QString& file, uint32_t width, uint32_t height) {
-    QProcess ffmpeg;
-    ffmpeg.start("ffmpeg", {"-v", "error", "-i", file, "-frames:v", "1", "-f", "rawvideo",
-                            "-pix_fmt", "rgb24", "-"});
-    if (!ffmpeg.waitForFinished(60000) || ffmpeg.exitCode() != 0)
-        return QByteArray();
-    const QByteArray rgb = ffmpeg.readAllStandardOutput();
-    return rgb.size() == int(width * height * 3) ? rgb : QByteArray();
-}
-
 constexpr uint32_t kWidth = 64;
 constexpr uint32_t kHeight = 8;
 
