@@ -100,6 +100,7 @@ private slots:
         QCOMPARE(RowsNamed(*window, "Inner"), 1);
         QVERIFY(EditorOf(*window, "Width"));
         QVERIFY(window->IsConnected());
+        SaveAtBothSizes(*window, "mainwindow-category-cycles");
     }
 
     void aTypeThatCannotBeReadKeepsTheTreeBuiltBeforeIt() {

@@ -109,6 +109,8 @@ private slots:
             QVERIFY2(shown, qPrintable(QString(f->name) + ": " + error));
         }
         QVERIFY2(boxes.texts.isEmpty(), qPrintable(boxes.texts.join(" | ")));
+        window->Session()->SetEnumByString("PixelFormat", "YCbCr422_8");
+        SaveAtBothSizes(*window, "mainwindow-ycbcr422");
     }
 
     // Choosing a format that is not an image shows why, naming it, and the camera goes back to

@@ -5,6 +5,8 @@
 #include "mainwindow.h"
 #include "uitesthelpers.h"
 
+#include <qwidgetgrabbedframe.h>
+
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
@@ -70,6 +72,24 @@ inline std::unique_ptr<MainWindow> OpenWindow(const QString& settingsPath, int r
 inline bool ConnectFirstRow(MainWindow& window) {
     ClickRow(window, 0);
     return QTest::qWaitFor([&] { return window.IsConnected(); }, 10000);
+}
+
+// Saves screenshots of the whole window as a user sees it at the two sizes it is looked at:
+// 1072 x 732 and the full 1920 x 1080 screen (what maximising gives under a window manager),
+// as NAME-1072x732.png and NAME-1920x1080.png. A streaming window is grabbed once the display
+// has painted two frames at the new size.
+inline void SaveAtBothSizes(MainWindow& window, const QString& name) {
+    for (const QSize size : {QSize(1072, 732), QSize(1920, 1080)}) {
+        window.resize(size);
+        auto* display = window.findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame");
+        const uint32_t painted = display->PaintedFrameCount();
+        if (window.IsConnected())
+            QTest::qWaitFor([&] { return display->PaintedFrameCount() >= painted + 2; }, 10000);
+        else
+            QCoreApplication::processEvents();
+        uitest::SaveScreenshot(&window,
+                               QString("%1-%2x%3").arg(name).arg(size.width()).arg(size.height()));
+    }
 }
 
 // The row whose "Ip Address" cell shows `address`, or -1.
