@@ -5,13 +5,15 @@
 # freshly started simulator. Everything runs under an X server of its own (XVFB_SH), in a
 # network namespace of its own when possible.
 # Usage: display-bench.sh BIN_DIR WORK_DIR XVFB_SH
-# LIVE_SECONDS (30) is the measured time of each live run, PAINT_ROUNDS (60) the rounds per step.
+# LIVE_SECONDS (30) is the measured time of each live run, PAINT_ROUNDS (60) the rounds per step,
+# LIVE_FORMATS ("Mono8 BayerRG8") the pixel formats of the live runs (Bayer ones shown bilinear).
 set -u
 BIN_DIR=$1
 WORK_DIR=$2
 XVFB_SH=$3
 LIVE_SECONDS=${LIVE_SECONDS:-30}
 PAINT_ROUNDS=${PAINT_ROUNDS:-60}
+LIVE_FORMATS=${LIVE_FORMATS:-Mono8 BayerRG8}
 
 . "$(dirname "$0")/../lib/camsim.sh"
 bench_private_network "$0" "$@"
@@ -39,8 +41,8 @@ echo "$(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg)"
 status=0
 "$XVFB_SH" "$BENCH" paint --rounds "$PAINT_ROUNDS" || status=1
 
-for format in Mono8 BayerRG8; do
-    if [ "$format" = Mono8 ]; then bayer=0; else bayer=3; fi
+for format in $LIVE_FORMATS; do
+    case "$format" in Bayer*) bayer=3 ;; *) bayer=0 ;; esac
     echo
     start_camsim
     # The simulator's CPU time over the whole run (fields 14 and 15 of /proc/PID/stat, in
