@@ -404,5 +404,19 @@ void CQwidgetGrabbedFrame::ChangeGeometry() {
         w = int(vw * Q / vh);
     }
     move((P - w) / 2 + 5, (Q - h) / 2 + 5);
+    ResizeFramebuffer(w, h);
+}
+
+void CQwidgetGrabbedFrame::ResizeFramebuffer(int w, int h) {
+    // A 0 x 0 widget keeps its framebuffer; back to an area, QOpenGLWidget makes a new one, but
+    // the window's compositor refreshes its own reference to the framebuffer's texture only when
+    // the size differs from the one it knew. Coming back at the very size it had before (the
+    // same camera connected again), the window would show the deleted texture, black, while
+    // the widget paints every frame. A step through another size makes the compositor take the
+    // new texture.
+    if (size().isEmpty() && w > 0 && h > 0 && QSize(w, h) == m_lastShownSize)
+        resize(w + 1, h);
     resize(w, h);
+    if (w > 0 && h > 0)
+        m_lastShownSize = QSize(w, h);
 }

@@ -100,8 +100,11 @@ private:
     void EndDrag();
     Qt::CursorShape ModeCursor() const;
     void ChangeOverrideCursor();
+    void ResizeFramebuffer(int width, int height);
 
     QWidget* m_parentFrame = nullptr;
+    // The last size with an area, kept while the widget is 0 x 0 (no image).
+    QSize m_lastShownSize;
     std::unique_ptr<QImage> m_image;
     CKorvatinFrameConverted* m_currentFrame = nullptr;
     CKorvatinFrame* m_outputFrame = nullptr;
