@@ -2,6 +2,8 @@
 // status bar.
 #include "mainwindow.h"
 
+#include "panelfitter.h"
+
 #include "appsettings.h"
 #include "connectioncaptions.h"
 #include "pixelformatguard.h"
@@ -56,11 +58,13 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->treeWidgetGenICam->setColumnWidth(1, 500);
     // Fitting the name column to its contents measures every row, not only the first thousand.
     ui->treeWidgetGenICam->header()->setResizeContentsPrecision(-1);
-    // Only a drag of the handle emits splitterMoved(), never setSizes() or a resized window.
-    connect(ui->splitter, &QSplitter::splitterMoved, this, [this](int /*pos*/, int index) {
-        if (index == ui->splitter->indexOf(ui->frameRight))
-            m_panelWidthByUser = true;
-    });
+    m_panelFitter =
+        new CPanelFitter(ui->splitter, ui->frameLeft, ui->frameCentral, ui->frameRight,
+                         ui->treeWidgetGenICam, ui->qFrameFoldable_devices, ui->tableWidgetDevices,
+                         {ui->qFrameFoldable_devices, ui->qFrameFoldable_device_config,
+                          ui->qFrameFoldable_hostSettings, ui->qFrameFoldable_file,
+                          ui->qFrameFoldable_recording, ui->qFrameFoldable_help},
+                         this);
     // The central widget's black background cascades to every descendant, the feature editors
     // placed in the tree included; the tree's own rule covers only the tree. The editors sit in
     // its viewport, whose white background they inherit instead.

@@ -22,6 +22,7 @@ class CGENiCAMFrame;
 class CKorvatinCameraViewlane;
 class CKorvatinFrame;
 class CKorvatinGenICamNodeCallbackExt;
+class CPanelFitter;
 class CPixelFormatGuard;
 class DeviceDiscoveryThread;
 class QAction;
@@ -109,14 +110,13 @@ public:
     void BuildGENiCAMTree();
     void ClearGENiCAMNodeCallbacks();
     void ClearReadonlyNodesPolling();
-    // Sizes the feature tree's name column to the widest name and its value column to the widest
-    // editor. Unless the user has moved the panel's splitter handle, the panel then takes from the
-    // display's width what it lacks to show both columns without a horizontal scroll bar; it is
-    // never made narrower.
+    // Measures the widest feature name and the widest editor and hands them to the panel fitter:
+    // unless the user has moved the panel's splitter handle, the panel then takes what it needs
+    // to show both columns, leaving the display at least a third of the window.
     void FitFeaturePanel();
     // True once the user has moved the splitter handle beside the feature panel: from then on
     // the panel keeps the width they gave it, across disconnects and reconnects.
-    bool PanelWidthSetByUser() const { return m_panelWidthByUser; }
+    bool PanelWidthSetByUser() const;
 
 signals:
     // True after a successful connect, false by every disconnect; switches the widgets that need
@@ -253,6 +253,7 @@ private:
     QComboBox* m_toolbarBayer = nullptr;
     QComboBox* m_toolbarDisplay = nullptr;
 
+    CPanelFitter* m_panelFitter = nullptr; // shares the width between the three panels
     QLabel* m_labelConnection = nullptr;
     QLabel* m_labelRecording = nullptr;
     QLabel* m_labelRateCaption = nullptr;
@@ -263,9 +264,8 @@ private:
     QLabel* m_labelZoom = nullptr;
 
     bool m_connected = false;
-    bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle
-    bool m_jobDialogOpen = false;           // RunJobDialog runs its dialog
-    bool m_connectionLostMeanwhile = false; // the connection was lost while it did
+    bool m_jobDialogOpen = false;                   // RunJobDialog runs its dialog
+    bool m_connectionLostMeanwhile = false;         // the connection was lost while it did
     QList<std::function<void()>> m_heldNodeChanges; // node changes announced while it did
     bool m_displayEnabled = true;
     uint32_t m_bayerMode = 0;

@@ -2,6 +2,8 @@
 // table, a click on a row connects or disconnects the camera, a lost connection tears down.
 #include "mainwindow.h"
 
+#include "panelfitter.h"
+
 #include "appsettings.h"
 #include "connectioncaptions.h"
 #include "pixelformatguard.h"
@@ -75,6 +77,7 @@ void MainWindow::DevicesDiscovered(const GigEVisionDeviceInfo* deviceInfos, int 
             table->selectRow(i);
     }
     table->sortItems(2, Qt::AscendingOrder);
+    m_panelFitter->DevicesChanged();
 }
 
 void MainWindow::on_tableWidgetDevices_cellClicked(int row, int /*column*/) {

@@ -2,6 +2,8 @@
 // node-change callbacks, the polling of non-cachable features and the editors' error messages.
 #include "mainwindow.h"
 
+#include "panelfitter.h"
+
 #include "ui_mainwindow.h"
 
 #include <genicambooleanframe.h>
@@ -106,26 +108,11 @@ void MainWindow::FitFeaturePanel() {
         valueWidth = std::max(valueWidth, wanted);
     }
     tree->setColumnWidth(1, valueWidth);
+    m_panelFitter->SetTreeWidths(tree->columnWidth(0), valueWidth);
+}
 
-    if (m_panelWidthByUser)
-        return;
-    // The vertical scroll bar is counted whether or not it shows, so that a tree growing past
-    // the panel's height does not bring the horizontal one back.
-    const QMargins margins = ui->frameRight->layout()->contentsMargins();
-    const int needed = tree->columnWidth(0) + valueWidth + 2 * tree->frameWidth() +
-                       tree->verticalScrollBar()->sizeHint().width() + margins.left() +
-                       margins.right() + 2 * ui->frameRight->frameWidth();
-    QList<int> sizes = ui->splitter->sizes();
-    const int panel = ui->splitter->indexOf(ui->frameRight);
-    const int display = ui->splitter->indexOf(ui->frameCentral);
-    const int missing = needed - sizes[panel];
-    if (missing <= 0)
-        return;
-    const int displayMinimum = std::max(0, ui->frameCentral->minimumSizeHint().width());
-    const int taken = std::min(missing, std::max(0, sizes[display] - displayMinimum));
-    sizes[display] -= taken;
-    sizes[panel] += taken;
-    ui->splitter->setSizes(sizes);
+bool MainWindow::PanelWidthSetByUser() const {
+    return m_panelFitter->FeaturePanelWidthByUser();
 }
 
 void MainWindow::BuildGENiCAMTree() {

@@ -40,3 +40,8 @@ void QFrameFoldable::on_toolButton_clicked() {
         child->setVisible(!wasUnfolded);
     ui->toolButton->setArrowType(m_unfolded ? Qt::DownArrow : Qt::RightArrow);
 }
+
+void QFrameFoldable::SetUnfolded(bool unfolded) {
+    if (unfolded != m_unfolded)
+        on_toolButton_clicked();
+}

@@ -25,6 +25,8 @@ public:
     void InitFoldable();
 
     bool IsUnfolded() const { return m_unfolded; }
+    // Folds or unfolds the panel as a click on its arrow does.
+    void SetUnfolded(bool unfolded);
 
 private slots:
     void on_toolButton_clicked();

@@ -1,6 +1,6 @@
 // The feature panel of the connected window at the size the program starts with: every editor
 // shown whole inside the tree, no sideways scrolling, long read-only texts shown from their start,
-// and a panel width the user set kept across a reconnect.
+// and a panel width the user set kept across a reconnect, its names shortened rather than scrolled.
 #include "uitesthelpers.h"
 #include "windowdriver.h"
 
@@ -9,6 +9,7 @@
 #include <testnetwork.h>
 
 #include <QDoubleValidator>
+#include <QHeaderView>
 #include <QIntValidator>
 #include <QLineEdit>
 #include <QScrollBar>
@@ -199,8 +200,17 @@ private slots:
         QCOMPARE(Tree(*m_window)->topLevelItemCount(), 0);
         QVERIFY(ClickCamera());
         QCOMPARE(PanelWidth(), chosen);
-        // The columns are still fitted: the narrower panel scrolls sideways instead.
-        QTRY_VERIFY(Tree(*m_window)->horizontalScrollBar()->maximum() > 0);
+        // The narrower panel keeps the editors' column whole and shortens the names' column
+        // instead of scrolling sideways.
+        QTreeWidget* tree = Tree(*m_window);
+        QTRY_COMPARE(tree->horizontalScrollBar()->maximum(), 0);
+        QVERIFY(tree->columnWidth(0) < tree->header()->sectionSizeHint(0) ||
+                tree->columnWidth(0) + tree->columnWidth(1) <= tree->viewport()->width());
+        QWidget* temperature = EditorOf(*m_window, "Device Temperature");
+        QVERIFY(temperature);
+        const QRect inViewport(temperature->mapTo(tree->viewport(), QPoint(0, 0)),
+                               temperature->size());
+        QVERIFY(inViewport.right() < tree->viewport()->width());
         QTRY_VERIFY_WITH_TIMEOUT(m_window->DisplayTicks() > 0, 20000);
         uitest::SaveScreenshot(m_window.get(), "featurepanel-user-width");
     }
