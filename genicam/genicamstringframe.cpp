@@ -9,6 +9,9 @@
 CGENiCAMStringFrame::CGENiCAMStringFrame(CKorvatinGenICamNodeT node, QWidget* parent)
     : CGENiCAMFrame(node, parent), ui(new Ui::CGENiCAMStringFrame) {
     ui->setupUi(this);
+    // The text field has a fixed place and size; a frame stretched by the tree's value column
+    // would draw an empty box beside it.
+    setMaximumWidth(sizeHint().width());
 }
 
 CGENiCAMStringFrame::~CGENiCAMStringFrame() = default;
