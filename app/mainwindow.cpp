@@ -2,6 +2,7 @@
 // status bar.
 #include "mainwindow.h"
 
+#include "darkbuttontextstyle.h"
 #include "panelfitter.h"
 
 #include "appsettings.h"
@@ -24,6 +25,7 @@
 #include <QHeaderView>
 #include <QIntValidator>
 #include <QLabel>
+#include <QPushButton>
 #include <QSplitter>
 #include <QTimer>
 
@@ -58,6 +60,10 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->treeWidgetGenICam->setColumnWidth(1, 500);
     // Fitting the name column to its contents measures every row, not only the first thousand.
     ui->treeWidgetGenICam->header()->setResizeContentsPrecision(-1);
+    auto* buttonStyle = new CDarkButtonTextStyle();
+    buttonStyle->setParent(this);
+    for (QPushButton* button : ui->frameLeft->findChildren<QPushButton*>())
+        button->setStyle(buttonStyle);
     m_panelFitter =
         new CPanelFitter(ui->splitter, ui->frameLeft, ui->frameCentral, ui->frameRight,
                          ui->treeWidgetGenICam, ui->qFrameFoldable_devices, ui->tableWidgetDevices,

@@ -3,16 +3,39 @@
 #include "uitesthelpers.h"
 #include "windowdriver.h"
 
+#include <qframefoldable.h>
 #include <simulatorprocess.h>
 #include <testnetwork.h>
 
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
 
 using namespace e2e;
+
+namespace {
+
+// Pixels of `image` whose grey level is below `dark` and above `light`.
+struct Levels {
+    int dark = 0;
+    int light = 0;
+};
+
+Levels CountLevels(const QImage& image, int dark, int light) {
+    Levels levels;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const int grey = qGray(image.pixel(x, y));
+            levels.dark += grey < dark ? 1 : 0;
+            levels.light += grey > light ? 1 : 0;
+        }
+    return levels;
+}
+
+} // namespace
 
 class TestWindowReadability : public QObject {
     Q_OBJECT
@@ -37,6 +60,28 @@ private slots:
     void cleanupTestCase() {
         m_window.reset();
         m_sim.reset();
+    }
+
+    void sidePanelButtonsShowDarkTextWhenEnabled() {
+        const QStringList names = {"pushButton_force_ip",  "pushButton_program_LUT",
+                                   "pushButton_zoomin",    "pushButton_device_discovery",
+                                   "pushButton_file_save", "pushButton_about"};
+        for (const QString& name : names) {
+            auto* button = m_window->findChild<QPushButton*>(name);
+            QVERIFY2(button && button->isEnabled(), qPrintable(name));
+            // The button's own style sheet stays as it is laid out.
+            QVERIFY2(button->styleSheet().contains("QPushButton::disabled{"),
+                     qPrintable(name + ": " + button->styleSheet()));
+            // Its text is dark on the grey, with nothing near white.
+            const Levels levels = CountLevels(button->grab().toImage(), 60, 235);
+            QVERIFY2(levels.dark > 20,
+                     qPrintable(QString("%1: %2 dark pixels of text").arg(name).arg(levels.dark)));
+            QVERIFY2(
+                levels.light < 5,
+                qPrintable(QString("%1: %2 white pixels of text").arg(name).arg(levels.light)));
+        }
+        m_window->findChild<QFrameFoldable*>("qFrameFoldable_device_config")->SetUnfolded(true);
+        uitest::SaveScreenshot(m_window->findChild<QWidget*>("frameLeft"), "readable-side-panel");
     }
 
     void stringEditorsShowNoEmptyBoxBesideTheirText() {
