@@ -74,7 +74,13 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     // The central widget's black background cascades to every descendant, the feature editors
     // placed in the tree included; the tree's own rule covers only the tree. The editors sit in
     // its viewport, whose white background they inherit instead.
-    ui->treeWidgetGenICam->viewport()->setStyleSheet("background-color: rgb(255, 255, 255);");
+    // The enumeration editors' lists draw their entries with their combo box's colours, and the
+    // white background would also be the highlight of the chosen entry, white text on white: the
+    // combo boxes keep a visible selection.
+    ui->treeWidgetGenICam->viewport()->setStyleSheet(
+        "QWidget { background-color: rgb(255, 255, 255); }\n"
+        "QComboBox { selection-background-color: rgb(48, 140, 198); "
+        "selection-color: rgb(255, 255, 255); }");
 
     // The feature editors follow their nodes through the SDK's change callbacks; a write made
     // on a worker (a firmware or XML job, the stream start) is told to them here, on this thread.

@@ -7,11 +7,16 @@
 #include <simulatorprocess.h>
 #include <testnetwork.h>
 
+#include <QAbstractItemView>
+#include <QComboBox>
+#include <QHash>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+#include <cstdlib>
 #include <memory>
 
 using namespace e2e;
@@ -33,6 +38,27 @@ Levels CountLevels(const QImage& image, int dark, int light) {
             levels.light += grey > light ? 1 : 0;
         }
     return levels;
+}
+
+// The largest difference of grey level between a pixel of `rect` and the colour most of it has:
+// the contrast a text drawn there has with its background.
+int Contrast(const QImage& image, const QRect& rect) {
+    QHash<QRgb, int> counts;
+    const QRect inside = rect.intersected(image.rect());
+    for (int y = inside.top(); y <= inside.bottom(); ++y)
+        for (int x = inside.left(); x <= inside.right(); ++x)
+            ++counts[image.pixel(x, y) & 0xFFFFFF];
+    QRgb background = 0;
+    int most = 0;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it)
+        if (it.value() > most) {
+            most = it.value();
+            background = it.key();
+        }
+    int contrast = 0;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it)
+        contrast = std::max(contrast, std::abs(qGray(it.key()) - qGray(background)));
+    return contrast;
 }
 
 } // namespace
@@ -82,6 +108,30 @@ private slots:
         }
         m_window->findChild<QFrameFoldable*>("qFrameFoldable_device_config")->SetUnfolded(true);
         uitest::SaveScreenshot(m_window->findChild<QWidget*>("frameLeft"), "readable-side-panel");
+    }
+
+    void enumerationListShowsTheChosenAndTheHighlightedEntry() {
+        QWidget* editor = EditorOf(*m_window, "Pixel Format");
+        QVERIFY(editor);
+        auto* combo = editor->findChild<QComboBox*>("comboBox");
+        QVERIFY(combo);
+        combo->showPopup();
+        QAbstractItemView* view = combo->view();
+        QTRY_VERIFY(view->isVisible());
+        // The open list highlights the chosen entry; the mouse then highlights the next one.
+        for (int row : {combo->currentIndex(), combo->currentIndex() + 1}) {
+            const QModelIndex index = view->model()->index(row, 0);
+            view->setCurrentIndex(index);
+            QCoreApplication::processEvents();
+            const QImage image = view->viewport()->grab().toImage();
+            image.save(QCoreApplication::applicationDirPath() +
+                       QString("/screenshots/readable-enumeration-%1.png").arg(row));
+            const int contrast = Contrast(image, view->visualRect(index));
+            QVERIFY2(contrast > 120, qPrintable(QString("entry \"%1\": contrast %2")
+                                                    .arg(index.data().toString())
+                                                    .arg(contrast)));
+        }
+        combo->hidePopup();
     }
 
     void stringEditorsShowNoEmptyBoxBesideTheirText() {
