@@ -2,6 +2,7 @@
 // status bar.
 #include "mainwindow.h"
 
+#include "checkedicon.h"
 #include "darkbuttontextstyle.h"
 #include "panelfitter.h"
 
@@ -60,6 +61,9 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->treeWidgetGenICam->setColumnWidth(1, 500);
     // Fitting the name column to its contents measures every row, not only the first thousand.
     ui->treeWidgetGenICam->header()->setResizeContentsPrecision(-1);
+    for (QAction* action : findChildren<QAction*>())
+        if (action->isCheckable() && !action->icon().isNull())
+            action->setIcon(WithCheckedState(action->icon()));
     auto* buttonStyle = new CDarkButtonTextStyle();
     buttonStyle->setParent(this);
     for (QPushButton* button : ui->frameLeft->findChildren<QPushButton*>())

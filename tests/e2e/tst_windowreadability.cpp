@@ -11,6 +11,7 @@
 #include <QComboBox>
 #include <QHash>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -132,6 +133,34 @@ private slots:
                                                     .arg(contrast)));
         }
         combo->hidePopup();
+    }
+
+    void checkedActionsWithAnIconShowTheirState() {
+        auto* menu = m_window->findChild<QMenu*>("menuHost_Settings");
+        QVERIFY(menu);
+        for (const char* name : {"actionReadonly_Nodes_Polling", "actionPan_Mode"}) {
+            auto* action = m_window->findChild<QAction*>(name);
+            QVERIFY2(action && action->isCheckable() && !action->icon().isNull(), name);
+            // Menus and tool bars draw a checked action's icon in its On state.
+            const QSize size(16, 16);
+            QVERIFY2(action->icon().pixmap(size, QIcon::Normal, QIcon::On).toImage() !=
+                         action->icon().pixmap(size, QIcon::Normal, QIcon::Off).toImage(),
+                     name);
+        }
+        // As drawn in the open menu, checked and unchecked.
+        auto* polling = m_window->findChild<QAction*>("actionReadonly_Nodes_Polling");
+        menu->popup(m_window->mapToGlobal(QPoint(0, 0)));
+        QVERIFY(QTest::qWaitForWindowExposed(menu));
+        const QRect row = menu->actionGeometry(polling);
+        polling->setChecked(false);
+        const QImage unchecked = menu->grab(row).toImage();
+        polling->setChecked(true);
+        const QImage checked = menu->grab(row).toImage();
+        menu->grab().save(QCoreApplication::applicationDirPath() +
+                          "/screenshots/readable-checked-action.png");
+        polling->setChecked(false);
+        menu->hide();
+        QVERIFY(checked != unchecked);
     }
 
     void stringEditorsShowNoEmptyBoxBesideTheirText() {
