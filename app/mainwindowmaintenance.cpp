@@ -11,6 +11,8 @@
 #include <dialogsavedevicesettings.h>
 #include <korvatincameraviewlane.h>
 
+#include <korvatin/korvatingenicamnodecallback.h>
+
 #include <QTimer>
 
 #include <utility>
@@ -27,8 +29,13 @@ void MainWindow::RunJobDialog(QDialog& dialog) {
         m_timerReadonlyNodesPolling->stop();
     }
 
+    // The jobs' writes, made on this thread through the dialog's handshake, would each update
+    // their editors, and each update repaint the window beside the live image: they are told
+    // once, when the dialog closes, as the writes of the jobs' workers are.
     m_jobDialogOpen = true;
+    CKorvatinGenICamNodeCallback::DeferHomeThreadWrites(true);
     dialog.exec();
+    CKorvatinGenICamNodeCallback::DeferHomeThreadWrites(false);
     m_jobDialogOpen = false;
 
     if (m_connectionLostMeanwhile) {

@@ -385,11 +385,27 @@ private slots:
         QCOMPARE(limit.calls, 2);
         QCOMPARE(limited.calls, 1);
 
+        // Deferred, the home thread's own writes are posted too: a run of them is told once
+        // per callback, when the delivery runs; undeferred, they are told at once again.
+        CKorvatinGenICamNodeCallback::DeferHomeThreadWrites(true);
+        limitNode.SetUInt32(60);
+        limitNode.SetUInt32(70);
+        independentNode.SetUInt32(6);
+        QCOMPARE(limit.calls, 2);
+        QCOMPARE(independent.calls, 2);
+        QCOMPARE(runPosted(), size_t(1));
+        QCOMPARE(limit.calls, 3);
+        QCOMPARE(independent.calls, 3);
+        CKorvatinGenICamNodeCallback::DeferHomeThreadWrites(false);
+        independentNode.SetUInt32(7);
+        QCOMPARE(independent.calls, 4);
+        QCOMPARE(runPosted(), size_t(0));
+
         // Without a home thread, the writing thread is told again.
         CKorvatinGenICamNodeCallback::SetHomeThread({});
         std::thread plain([&] { independentNode.SetUInt32(5); });
         plain.join();
-        QCOMPARE(independent.calls, 3);
+        QCOMPARE(independent.calls, 5);
         QVERIFY(independent.threads.back() != std::this_thread::get_id());
         QCOMPARE(runPosted(), size_t(0));
         independentNode.DeregisterCallBack();

@@ -25,4 +25,9 @@ public:
     // Callbacks are registered and deregistered on the home thread.
     using Post = std::function<void(std::function<void()>)>;
     static void SetHomeThread(Post post);
+
+    // While `defer` is true, writes made on the home thread itself are handed to `post` as well,
+    // instead of calling NodeChanged() before the write returns: a run of writes is then told
+    // once per callback, when the posted function runs. Without a home thread it has no effect.
+    static void DeferHomeThreadWrites(bool defer);
 };

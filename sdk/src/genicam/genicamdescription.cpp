@@ -61,6 +61,7 @@ struct HomeThread {
     std::mutex mutex;
     std::thread::id thread;
     CKorvatinGenICamNodeCallback::Post post;
+    bool deferHomeWrites = false; // the home thread's own writes are posted too
 };
 
 HomeThread& homeThread() {
@@ -68,11 +69,12 @@ HomeThread& homeThread() {
     return home;
 }
 
-// How to reach the home thread from this one: empty when there is no home thread or this is it.
+// How to reach the home thread from this one: empty when there is no home thread or this is it
+// and its writes are not deferred.
 CKorvatinGenICamNodeCallback::Post PostFromThisThread() {
     HomeThread& home = homeThread();
     std::lock_guard<std::mutex> lock(home.mutex);
-    if (!home.post || home.thread == std::this_thread::get_id())
+    if (!home.post || (home.thread == std::this_thread::get_id() && !home.deferHomeWrites))
         return {};
     return home.post;
 }
@@ -206,4 +208,12 @@ void CKorvatinGenICamNodeCallback::SetHomeThread(Post post) {
     std::lock_guard<std::mutex> lock(home.mutex);
     home.thread = post ? std::this_thread::get_id() : std::thread::id();
     home.post = std::move(post);
+    if (!home.post)
+        home.deferHomeWrites = false;
+}
+
+void CKorvatinGenICamNodeCallback::DeferHomeThreadWrites(bool defer) {
+    korvatin::HomeThread& home = korvatin::homeThread();
+    std::lock_guard<std::mutex> lock(home.mutex);
+    home.deferHomeWrites = defer && home.post;
 }
