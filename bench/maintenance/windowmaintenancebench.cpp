@@ -1,8 +1,9 @@
 // Maintenance jobs from the main window while the live image runs: a 1,024-entry LUT and the
 // simulator's whole feature set saved and loaded, through the window's buttons and dialogs with
-// the camera streaming at its own rate and the display painting every frame, against the same
-// jobs written directly, as viewlane-cli writes them, over a connection of their own in the same
-// run, against the same korvatin-camsim over loopback.
+// the camera streaming at its own rate and the display painting every frame, against two
+// references measured in the same run against the same korvatin-camsim over loopback: the jobs
+// written directly over a connection of their own, as viewlane-cli writes them, and viewlane-cli
+// itself, run as a user runs it (its whole run: start, connect, job, disconnect).
 // Runs under an X server (xvfb.sh) inside a private network namespace (isolated.sh).
 #include "mainwindow.h"
 #include "uitesthelpers.h"
@@ -25,6 +26,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -62,6 +64,21 @@ public:
 private:
     CKorvatinCamera& camera_;
 };
+
+// The wall time of one viewlane-cli run; exits the benchmark when the run fails.
+double CliMs(const QStringList& arguments) {
+    QProcess cli;
+    QElapsedTimer timer;
+    timer.start();
+    cli.start(qEnvironmentVariable("KORVATIN_BIN_DIR") + "/viewlane-cli", arguments);
+    if (!cli.waitForFinished(120000) || cli.exitStatus() != QProcess::NormalExit ||
+        cli.exitCode() != 0) {
+        std::fprintf(stderr, "window-maintenance-bench: viewlane-cli %s failed: %s\n",
+                     qPrintable(arguments.join(' ')), cli.readAllStandardError().constData());
+        std::exit(1);
+    }
+    return timer.nsecsElapsed() / 1e6;
+}
 
 double Median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
@@ -134,17 +151,18 @@ DialogRun RunFromWindow(MainWindow& window, const char* openButton, const char* 
 }
 
 void Report(const char* what, const std::vector<DialogRun>& dialog,
-            const std::vector<double>& direct) {
+            const std::vector<double>& direct, const std::vector<double>& cli) {
     std::vector<double> job;
     double fps = 0;
     for (const DialogRun& run : dialog) {
         job.push_back(run.jobMs);
         fps += run.jobMs > 0 ? run.painted * 1000.0 / run.jobMs : 0;
     }
-    std::printf("  %-14s direct %8.1f ms | window dialog %8.1f ms (min %8.1f), ratio %.2f | "
-                "display %.1f fps meanwhile\n",
-                what, Median(direct), Median(job), *std::min_element(job.begin(), job.end()),
-                Median(job) / Median(direct), fps / dialog.size());
+    std::printf("  %-14s direct %7.1f ms | viewlane-cli %7.1f ms | window dialog %7.1f ms (min "
+                "%7.1f) | ratio to direct %.2f, to viewlane-cli %.2f | display %.1f fps\n",
+                what, Median(direct), Median(cli), Median(job),
+                *std::min_element(job.begin(), job.end()), Median(job) / Median(direct),
+                Median(job) / Median(cli), fps / dialog.size());
 }
 
 } // namespace
@@ -183,6 +201,12 @@ int main(int argc, char** argv) {
                 TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Load(settingsFile); }));
         }
         camera.Disconnect();
+    }
+    std::vector<double> lutCli, saveCli, loadCli;
+    for (int round = 0; round < kRounds; ++round) {
+        lutCli.push_back(CliMs({"program-lut", address, lutFile}));
+        saveCli.push_back(CliMs({"save-settings", address, settingsFile}));
+        loadCli.push_back(CliMs({"load-settings", address, settingsFile}));
     }
 
     // The window, connected and streaming, its display painting at the camera's rate.
@@ -224,8 +248,8 @@ int main(int argc, char** argv) {
                 "camera's rate) against direct writes, korvatin-camsim over loopback, %d rounds\n",
                 window->Session()->MaxWidth(), window->Session()->MaxHeight(), kRounds);
     std::printf("  LUT of %d entries (%d writes)\n", kLutEntries, 2 * kLutEntries);
-    Report("LUT program", lutDialog, lutDirect);
-    Report("save settings", saveDialog, saveDirect);
-    Report("load settings", loadDialog, loadDirect);
+    Report("LUT program", lutDialog, lutDirect, lutCli);
+    Report("save settings", saveDialog, saveDirect, saveCli);
+    Report("load settings", loadDialog, loadDirect, loadCli);
     return 0;
 }
