@@ -3,6 +3,7 @@
 // and waited for) and once with direct writes as viewlane-cli makes them, in the same run
 // against the same korvatin-camsim over loopback.
 // Runs under an X server (xvfb.sh) inside a private network namespace (isolated.sh).
+#include "directjobs.h"
 #include "uitesthelpers.h"
 
 #include <cameranodesetting.h>
@@ -33,43 +34,14 @@
 
 namespace {
 
+using benchjobs::DirectHost;
+using benchjobs::Median;
+using benchjobs::TimeMs;
+
+constexpr const char* kBench = "maintenance-bench";
+
 constexpr int kRounds = 5;
 constexpr int kLutEntries = 4096;
-
-// Direct writes, events dropped: the job as viewlane-cli runs it, without its printing.
-class DirectHost : public CMaintenanceJobHost {
-public:
-    explicit DirectHost(CKorvatinCamera& camera) : camera_(camera) {}
-    void SendThreadEvent(int, int, const char*) override {}
-    void SendThreadEventNumber(int, int) override {}
-    bool CameraSet(const TCameraNodeSetting& setting, QString& error) override {
-        try {
-            WriteCameraNodeSetting(camera_, setting);
-            return true;
-        } catch (const std::exception& e) {
-            error = e.what();
-            return false;
-        }
-    }
-
-private:
-    CKorvatinCamera& camera_;
-};
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double TimeMs(const std::function<bool()>& run) {
-    QElapsedTimer timer;
-    timer.start();
-    if (!run()) {
-        std::fprintf(stderr, "maintenance-bench: a job failed\n");
-        std::exit(1);
-    }
-    return timer.nsecsElapsed() / 1e6;
-}
 
 // What one dialog run took: from the click to the answered final message, and the job alone,
 // from its event 1 to its event 4 as the worker sent them.
@@ -164,14 +136,15 @@ int main(int argc, char** argv) {
     std::vector<DialogTimes> lutDialog, saveDialog, loadDialog;
     DirectHost direct(camera);
     for (int round = 0; round < kRounds; ++round) {
-        lutDirect.push_back(TimeMs([&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
+        lutDirect.push_back(
+            TimeMs(kBench, [&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
         {
             CDialogProgramLUT dialog(&camera, nullptr);
             lutDialog.push_back(RunDialog(dialog, "pushButton_program", lutFile,
                                           "Program is completed successfully"));
         }
         saveDirect.push_back(
-            TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Save(settingsFile); }));
+            TimeMs(kBench, [&] { return DeviceSettingsJob(&direct, &camera).Save(settingsFile); }));
         {
             CDialogSaveDeviceSettings dialog(&camera, nullptr);
             saveDialog.push_back(
@@ -179,7 +152,7 @@ int main(int argc, char** argv) {
                           "Device setting was successfully saved to file: " + settingsFile));
         }
         loadDirect.push_back(
-            TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Load(settingsFile); }));
+            TimeMs(kBench, [&] { return DeviceSettingsJob(&direct, &camera).Load(settingsFile); }));
         {
             CDialogLoadDeviceSettings dialog(&camera, nullptr);
             loadDialog.push_back(

@@ -5,6 +5,7 @@
 // written directly over a connection of their own, as viewlane-cli writes them, and viewlane-cli
 // itself, run as a user runs it (its whole run: start, connect, job, disconnect).
 // Runs under an X server (xvfb.sh) inside a private network namespace (isolated.sh).
+#include "directjobs.h"
 #include "mainwindow.h"
 #include "uitesthelpers.h"
 
@@ -42,28 +43,11 @@
 
 namespace {
 
-constexpr int kRounds = 3;
-constexpr int kLutEntries = 1024;
+using benchjobs::DirectHost;
+using benchjobs::Median;
+using benchjobs::TimeMs;
 
-// Direct writes, events dropped: the job as viewlane-cli runs it, without its printing.
-class DirectHost : public CMaintenanceJobHost {
-public:
-    explicit DirectHost(CKorvatinCamera& camera) : camera_(camera) {}
-    void SendThreadEvent(int, int, const char*) override {}
-    void SendThreadEventNumber(int, int) override {}
-    bool CameraSet(const TCameraNodeSetting& setting, QString& error) override {
-        try {
-            WriteCameraNodeSetting(camera_, setting);
-            return true;
-        } catch (const std::exception& e) {
-            error = e.what();
-            return false;
-        }
-    }
-
-private:
-    CKorvatinCamera& camera_;
-};
+constexpr const char* kBench = "window-maintenance-bench";
 
 // The wall time of one viewlane-cli run; exits the benchmark when the run fails.
 double CliMs(const QStringList& arguments) {
@@ -73,27 +57,15 @@ double CliMs(const QStringList& arguments) {
     cli.start(qEnvironmentVariable("KORVATIN_BIN_DIR") + "/viewlane-cli", arguments);
     if (!cli.waitForFinished(120000) || cli.exitStatus() != QProcess::NormalExit ||
         cli.exitCode() != 0) {
-        std::fprintf(stderr, "window-maintenance-bench: viewlane-cli %s failed: %s\n",
+        std::fprintf(stderr, "%s: viewlane-cli %s failed: %s\n", kBench,
                      qPrintable(arguments.join(' ')), cli.readAllStandardError().constData());
         std::exit(1);
     }
     return timer.nsecsElapsed() / 1e6;
 }
 
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double TimeMs(const std::function<bool()>& run) {
-    QElapsedTimer timer;
-    timer.start();
-    if (!run()) {
-        std::fprintf(stderr, "window-maintenance-bench: a direct job failed\n");
-        std::exit(1);
-    }
-    return timer.nsecsElapsed() / 1e6;
-}
+constexpr int kRounds = 3;
+constexpr int kLutEntries = 1024;
 
 // One dialog run from the window: what the job took from its event 1 to its event 4, and the
 // frames the display painted meanwhile.
@@ -194,11 +166,11 @@ int main(int argc, char** argv) {
         DirectHost direct(camera);
         for (int round = 0; round < kRounds; ++round) {
             lutDirect.push_back(
-                TimeMs([&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
-            saveDirect.push_back(
-                TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Save(settingsFile); }));
-            loadDirect.push_back(
-                TimeMs([&] { return DeviceSettingsJob(&direct, &camera).Load(settingsFile); }));
+                TimeMs(kBench, [&] { return CLutProgramJob(&direct, &camera).Run(lutFile); }));
+            saveDirect.push_back(TimeMs(
+                kBench, [&] { return DeviceSettingsJob(&direct, &camera).Save(settingsFile); }));
+            loadDirect.push_back(TimeMs(
+                kBench, [&] { return DeviceSettingsJob(&direct, &camera).Load(settingsFile); }));
         }
         camera.Disconnect();
     }
