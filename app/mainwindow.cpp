@@ -68,13 +68,9 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     buttonStyle->setParent(this);
     for (QPushButton* button : ui->frameLeft->findChildren<QPushButton*>())
         button->setStyle(buttonStyle);
-    m_panelFitter =
-        new CPanelFitter(ui->splitter, ui->frameLeft, ui->frameCentral, ui->frameRight,
-                         ui->treeWidgetGenICam, ui->qFrameFoldable_devices, ui->tableWidgetDevices,
-                         {ui->qFrameFoldable_devices, ui->qFrameFoldable_device_config,
-                          ui->qFrameFoldable_hostSettings, ui->qFrameFoldable_file,
-                          ui->qFrameFoldable_recording, ui->qFrameFoldable_help},
-                         this);
+    m_panelFitter = new CPanelFitter(ui->splitter, ui->frameLeft, ui->frameCentral, ui->frameRight,
+                                     ui->treeWidgetGenICam, ui->qFrameFoldable_devices,
+                                     ui->tableWidgetDevices, this);
     // The central widget's black background cascades to every descendant, the feature editors
     // placed in the tree included; the tree's own rule covers only the tree. The editors sit in
     // its viewport, whose white background they inherit instead.

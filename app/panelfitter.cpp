@@ -25,11 +25,10 @@ constexpr int kWholeDeviceColumns = 3;
 
 CPanelFitter::CPanelFitter(QSplitter* splitter, QWidget* sidePanel, QWidget* displayFrame,
                            QWidget* featurePanel, QTreeWidget* tree, QWidget* devicesPanel,
-                           QTableWidget* devices, const QList<QFrameFoldable*>& foldables,
-                           QObject* parent)
+                           QTableWidget* devices, QObject* parent)
     : QObject(parent), m_splitter(splitter), m_sidePanel(sidePanel), m_displayFrame(displayFrame),
       m_featurePanel(featurePanel), m_tree(tree), m_devicesPanel(devicesPanel), m_devices(devices),
-      m_foldables(foldables) {
+      m_foldables(sidePanel->findChildren<QFrameFoldable*>()) {
     // The panel's arrow is connected to the panel first: here the panel has already changed.
     for (QFrameFoldable* foldable : m_foldables)
         if (auto* arrow = foldable->findChild<QToolButton*>("toolButton"))

@@ -30,8 +30,7 @@ class CPanelFitter : public QObject {
 public:
     CPanelFitter(QSplitter* splitter, QWidget* sidePanel, QWidget* displayFrame,
                  QWidget* featurePanel, QTreeWidget* tree, QWidget* devicesPanel,
-                 QTableWidget* devices, const QList<QFrameFoldable*>& foldables,
-                 QObject* parent = nullptr);
+                 QTableWidget* devices, QObject* parent = nullptr);
 
     // The tree was filled: its names need `nameWidth` pixels and its editors `valueWidth`.
     void SetTreeWidths(int nameWidth, int valueWidth);
