@@ -141,6 +141,8 @@ const char* CCliOptions::Usage() {
            "                     IPv4 address only\n"
            "  --broadcast        send discovery to 255.255.255.255 instead of the subnet\n"
            "  --no-header        list prints its device lines only\n"
+           "  --json             list, tree, get, grab and ip-config print their result as one\n"
+           "                     JSON document with the fields of the text form\n"
            "  --timeout MS       how long discovery waits for answers (default 1000)\n"
            "  --frames N         frames to grab or record\n"
            "  --pixel-format F   sets the camera's PixelFormat (Mono8, BayerRG8, ...) first\n"
@@ -167,6 +169,11 @@ const char* CCliOptions::Usage() {
            "\n"
            "KORVATIN_GEV_INTERFACES (comma-separated interface names or addresses) limits which\n"
            "interfaces discovery, force-ip and reboot use.\n";
+}
+
+bool CCliOptions::PrintsJson(const std::string& command) {
+    return command == "list" || command == "tree" || command == "get" || command == "grab" ||
+           command == "ip-config";
 }
 
 CCliOptions CCliOptions::Parse(int argc, char** argv) {
@@ -205,6 +212,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             options.help = true;
         } else if (name == "--version" && !hasValue) {
             options.version = true;
+        } else if (name == "--json" && !hasValue) {
+            options.json = true;
         } else if (name == "--no-header" && !hasValue) {
             options.noHeader = true;
         } else if (name == "--broadcast" && !hasValue) {
@@ -295,6 +304,9 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
         }
         throw CUsageError("wrong number of arguments, expected: " + form);
     }
+    if (options.json && !PrintsJson(options.command))
+        throw CUsageError(options.command +
+                          " has no JSON form; --json is for list, tree, get, grab and ip-config");
     if (options.command == "grab" && options.frames < 1)
         throw CUsageError("grab needs --frames N with N at least 1");
     if (options.command == "record" && options.frames < 0)

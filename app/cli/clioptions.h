@@ -23,6 +23,8 @@ public:
 
     // The usage text printed by --help.
     static const char* Usage();
+    // Whether `command` prints its result as JSON with --json.
+    static bool PrintsJson(const std::string& command);
 
     bool help = false;
     bool version = false; // --version: print the program's and the SDK's versions
@@ -34,6 +36,7 @@ public:
     std::string interfaceAddress;       // empty: every interface
     bool broadcast = false;
     bool noHeader = false; // --no-header: list prints its rows only
+    bool json = false;     // --json: the result as one JSON document (commands that print one)
     int32_t timeoutMs = kDefaultTimeoutMs;
 
     // Streaming commands.
