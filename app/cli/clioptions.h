@@ -29,8 +29,8 @@ public:
     bool help = false;
     bool version = false; // --version: print the program's and the SDK's versions
     // "list", "tree", "get", "set", "grab", "record", "save-frame", "save-settings",
-    // "load-settings", "program-lut", "firmware-upgrade", "program-xml", "force-ip", "reboot" or
-    // "ip-config"
+    // "load-settings", "program-lut", "firmware-upgrade", "program-xml", "force-ip", "reboot",
+    // "ip-config" or "doctor"
     std::string command;
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
