@@ -26,6 +26,8 @@ packages=(
   # dependencies (dpkg-shlibdeps, file), and the package test's checks of the desktop entry and
   # the man pages
   help2man dpkg-dev file desktop-file-utils man-db
+  # the firewall rules that viewlane-cli doctor reads, set up by its test in its own namespace
+  nftables
 )
 
 missing=()

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -42,6 +43,7 @@ private slots:
     void doctorFindsASmallReceiveBufferASmallMtuAndAStrictFilter();
     void doctorPassesAWellSetHostWhileAnotherHostControlsTheCamera();
     void doctorWithoutDeviceMeasuresAFiveMegapixelCameraAt60Fps();
+    void doctorFindsAFirewallRuleThatDropsUdp();
     void doctorOfAnUnknownDeviceFailsWithOneLine();
 
 private:
@@ -172,6 +174,37 @@ void TestViewlaneCliDoctor::doctorWithoutDeviceMeasuresAFiveMegapixelCameraAt60F
                                       .arg(advised)),
              qPrintable(small.out));
     QVERIFY(small.out.endsWith("1 problem found: frames may be lost on this host.\n"));
+}
+
+void TestViewlaneCliDoctor::doctorFindsAFirewallRuleThatDropsUdp() {
+    if (QStandardPaths::findExecutable("nft", {"/usr/sbin", "/sbin"}).isEmpty())
+        QSKIP("nft is not installed (scripts/install-deps.sh installs nftables)");
+    setHost(64 * kMiB, 0, 0);
+    // A rule in this test's own namespace that drops UDP from a port the camera does not use,
+    // so the doctor's own connection still gets through.
+    const auto nft = [](const QStringList& arguments) {
+        return QProcess::execute("nft", arguments) == 0;
+    };
+    QVERIFY(nft({"add", "table", "inet", "doctortest"}));
+    QVERIFY(nft({"add", "chain", "inet", "doctortest", "input",
+                 "{ type filter hook input priority 0; policy accept; }"}));
+    QVERIFY(nft({"add", "rule", "inet", "doctortest", "input", "udp", "sport", "20202", "drop"}));
+
+    const CliRun run = RunCli({"doctor", kAddress});
+    QVERIFY(nft({"delete", "table", "inet", "doctortest"}));
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.out.contains("firewall rules that drop UDP: PROBLEM\n"
+                              "  found:     udp sport 20202 drop (chain input of table inet "
+                              "doctortest)\n"
+                              "  should be: no rule that drops the camera's UDP packets\n"
+                              "  fix:       nft insert rule inet doctortest input ip saddr " +
+                              QString(kAddress) + " meta l4proto udp accept\n"),
+             qPrintable(run.out));
+    QVERIFY(run.out.endsWith("1 problem found: frames may be lost on this host.\n"));
+
+    const CliRun clean = RunCli({"doctor", kAddress});
+    QVERIFY2(clean.out.contains("firewall rules that drop UDP: ok\n"), qPrintable(clean.out));
+    QCOMPARE(clean.exitCode, 0);
 }
 
 void TestViewlaneCliDoctor::doctorOfAnUnknownDeviceFailsWithOneLine() {
