@@ -52,12 +52,17 @@ QStringList expectedFiles() {
                          "bin/viewlane-cli",
                          "share/applications/korvatin-viewlane.desktop",
                          "share/doc/korvatin-viewlane/README.md",
+                         "share/doc/korvatin-viewlane/user-guide.md",
                          "share/korvatin-viewlane/Release_Notes.txt",
                          "share/man/man1/korvatin-camsim.1.gz",
                          "share/man/man1/viewlane-cli.1.gz",
                          "share/man/man1/viewlane.1.gz"};
     for (const QString& size : kIconSizes)
         files << QString("share/icons/hicolor/%1x%1/apps/korvatin-viewlane.png").arg(size);
+    // The user guide's pictures, as many as the source tree has.
+    const QDir images(TestNetwork::sourceDir() + "/docs/images");
+    for (const QString& image : images.entryList({"*.png"}, QDir::Files))
+        files << "share/doc/korvatin-viewlane/images/" + image;
     files.sort();
     return files;
 }
