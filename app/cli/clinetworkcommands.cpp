@@ -48,7 +48,14 @@ void CCliNetworkCommands::ForceIp(const std::string& device, const std::string& 
 }
 
 void CCliNetworkCommands::Reboot(const std::string& device) {
-    CKorvatinCamera::ForceReboot(device.c_str(), InterfaceAddress());
+    try {
+        CKorvatinCamera::ForceReboot(device.c_str(), InterfaceAddress());
+    } catch (const CKorvatinException& e) {
+        if (e.Code() != QRN_ERR_ACCESS)
+            throw;
+        // Said as every command that writes says it, naming the host in control.
+        throw CCliCommands::ControlError(device, commands_.FindDevice(device), e);
+    }
     out_ << device << ": reset; the device restarts\n";
 }
 
