@@ -29,8 +29,11 @@ void MainWindow::ShowHostFindings() {
     }
     m_labelHostCheck->clear();
     m_labelHostCheck->hide();
+    // Only the checks of the latest connection are shown, should an earlier one end later.
+    const int round = m_labelHostCheck->property("round").toInt() + 1;
+    m_labelHostCheck->setProperty("round", round);
     QPointer<QLabel> label = m_labelHostCheck;
-    QThread* worker = QThread::create([stream, label] {
+    QThread* worker = QThread::create([stream, label, round] {
         const std::vector<CHostCheck::Finding> findings = CHostCheck::Run(stream);
         const std::string summary = CHostCheck::Summary(findings);
         const std::string details = CHostCheck::Details(findings);
@@ -38,8 +41,8 @@ void MainWindow::ShowHostFindings() {
         // at all once it is gone.
         QMetaObject::invokeMethod(
             label,
-            [label, summary, details] {
-                if (!label || summary.empty())
+            [label, summary, details, round] {
+                if (!label || summary.empty() || label->property("round").toInt() != round)
                     return;
                 label->setText("This host may lose frames: " +
                                QString::fromLocal8Bit(summary.c_str()) + " (viewlane-cli doctor)");
