@@ -262,17 +262,16 @@ CHostCheck::Finding CHostCheck::CheckReceiveBuffer(const Stream& stream) {
         finding.shouldBe = "unknown: the device tells no payload size";
         return finding;
     }
-    // What the stream channel asks for, rounded up to whole MiB for a command to type.
+    // What the stream channel asks for; the fix rounds it up to whole MiB.
     const uint64_t need =
         KorvatinStreamReceiveBufferBytes(stream.payloadBytes, stream.framesPerSecond);
     const uint64_t advised = (need + kMiB - 1) / kMiB * kMiB;
-    finding.shouldBe = "at least " + number(advised) + " bytes (" + number(advised / kMiB) +
-                       " MiB: two frames or 100 ms of " + describeStream(stream) +
-                       ", whichever is more)";
+    finding.shouldBe = "at least " + number(need) + " bytes: two frames or 100 ms of " +
+                       describeStream(stream) + ", whichever is more";
     if (uint64_t(*limit) >= need)
         return finding;
     finding.state = Finding::State::Problem;
-    finding.brief = "net.core.rmem_max " + number(uint64_t(*limit)) + ", needs " + number(advised);
+    finding.brief = "net.core.rmem_max " + number(uint64_t(*limit)) + ", needs " + number(need);
     finding.fix = "sysctl -w net.core.rmem_max=" + number(advised) +
                   " and, to keep it, echo net.core.rmem_max=" + number(advised) +
                   " > /etc/sysctl.d/60-korvatin-viewlane.conf";

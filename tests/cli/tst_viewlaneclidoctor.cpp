@@ -100,10 +100,8 @@ void TestViewlaneCliDoctor::doctorFindsASmallReceiveBufferASmallMtuAndAStrictFil
     QVERIFY2(lines.contains("receive buffer limit (net.core.rmem_max): PROBLEM"),
              qPrintable(run.out));
     QVERIFY(lines.contains("  found:     212992 bytes"));
-    QVERIFY2(run.out.contains(QString("  should be: at least %1 bytes (%2 MiB: two frames or 100 "
-                                      "ms of ")
-                                  .arg(advised)
-                                  .arg(advised / kMiB)),
+    QVERIFY2(run.out.contains(QString("  should be: at least %1 bytes: two frames or 100 ms of ")
+                                  .arg(receiveBufferNeed(payload, fps))),
              qPrintable(run.out));
     QVERIFY(run.out.contains(QString("  fix:       sysctl -w net.core.rmem_max=%1 and, to keep "
                                      "it, echo net.core.rmem_max=%1 > "
@@ -166,11 +164,12 @@ void TestViewlaneCliDoctor::doctorWithoutDeviceMeasuresAFiveMegapixelCameraAt60F
     QCOMPARE(small.exitCode, 1);
     QVERIFY2(small.out.startsWith(QString("receive buffer limit (net.core.rmem_max): PROBLEM\n"
                                           "  found:     %1 bytes\n"
-                                          "  should be: at least %2 bytes (29 MiB: two frames or "
-                                          "100 ms of 5.0 MB frames at 60.0 fps of a 5-megapixel "
-                                          "camera at 60 fps, whichever is more)\n"
-                                          "  fix:       sysctl -w net.core.rmem_max=%2 ")
+                                          "  should be: at least %2 bytes: two frames or 100 ms "
+                                          "of 5.0 MB frames at 60.0 fps of a 5-megapixel camera "
+                                          "at 60 fps, whichever is more\n"
+                                          "  fix:       sysctl -w net.core.rmem_max=%3 ")
                                       .arg(need - 1)
+                                      .arg(need)
                                       .arg(advised)),
              qPrintable(small.out));
     QVERIFY(small.out.endsWith("1 problem found: frames may be lost on this host.\n"));

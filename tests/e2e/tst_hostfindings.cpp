@@ -45,14 +45,13 @@ private slots:
         QVERIFY(label);
         QTRY_VERIFY_WITH_TIMEOUT(label->isVisible(), 10000);
         // The simulator streams 1280 x 960 Mono8 at 30 fps: 100 ms of it is 3686400 bytes, which
-        // the advice rounds up to 4 MiB.
+        // the fix rounds up to 4 MiB.
         QCOMPARE(label->text(), QString("This host may lose frames: net.core.rmem_max 212992, "
-                                        "needs %1; strict reverse-path filter on lo "
-                                        "(viewlane-cli doctor)")
-                                    .arg(4 * 1024 * 1024));
+                                        "needs 3686400; strict reverse-path filter on lo "
+                                        "(viewlane-cli doctor)"));
         const QString details = label->toolTip();
         QVERIFY2(details.startsWith("receive buffer limit (net.core.rmem_max): 212992 bytes, "
-                                    "should be at least 4194304 bytes"),
+                                    "should be at least 3686400 bytes: two frames or 100 ms of "),
                  qPrintable(details));
         QVERIFY2(details.contains("\nFix: sysctl -w net.core.rmem_max=4194304 "),
                  qPrintable(details));
