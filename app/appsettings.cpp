@@ -1,6 +1,9 @@
 // The program's configuration: settings.ini read once at start-up, recording settings written back.
 #include "appsettings.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 namespace {
 
 struct KeyDefault {
@@ -28,6 +31,16 @@ const KeyDefault* keyDefaults(int* count) {
 }
 
 } // namespace
+
+QString CAppSettings::FileNameFor(const QString& programDir) {
+    const QFileInfo folder(programDir);
+    if (folder.isDir() && folder.isWritable())
+        return QDir(programDir).filePath("settings.ini");
+    QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
+    if (configHome.isEmpty() || QDir::isRelativePath(configHome))
+        configHome = QDir::homePath() + "/.config";
+    return configHome + "/korvatin-viewlane/settings.ini";
+}
 
 QVariant CAppSettings::DefaultValue(const QString& key) {
     int count = 0;

@@ -17,6 +17,12 @@ public:
     // Writes aviFileName and maxRecordedFrames to the [avi] group, in that order, and syncs.
     void SaveRecordingSettings();
 
+    // Where the viewer keeps settings.ini: beside the program in `programDir` when that folder is
+    // writable (a build tree, a folder of one's own), else, for an installed program, in
+    // $XDG_CONFIG_HOME/korvatin-viewlane/ ($HOME/.config/korvatin-viewlane/ when that is unset
+    // or not absolute). The folder is made when the file is first written.
+    static QString FileNameFor(const QString& programDir);
+
     // The typed default of one of the eleven keys ("host/programXML" ...), an invalid QVariant
     // for any other key.
     static QVariant DefaultValue(const QString& key);

@@ -32,9 +32,9 @@
 
 MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     : QMainWindow(parent),
-      m_settings(new CAppSettings(settingsFile.isEmpty()
-                                      ? QCoreApplication::applicationDirPath() + "/settings.ini"
-                                      : settingsFile)),
+      m_settings(new CAppSettings(
+          settingsFile.isEmpty() ? CAppSettings::FileNameFor(QCoreApplication::applicationDirPath())
+                                 : settingsFile)),
       ui(new Ui::MainWindow) {
     ui->setupUi(this);
 

@@ -213,6 +213,10 @@ private:
     void ConnectRow(int row, const GigEVisionDeviceInfo& device,
                     std::optional<QString>& streamError);
 
+    // Checks this host against the connected camera's stream on a worker thread and shows what
+    // loses frames, if anything, in the status bar (mainwindowhostcheck.cpp).
+    void ShowHostFindings();
+
     static void ConnectionLostCallback(void* context, void* ignored);
     // Whether `macOrSerial`, as typed in the force-reboot dialog (a MAC with '-', else a serial
     // number), names `device`.
@@ -255,6 +259,7 @@ private:
 
     CPanelFitter* m_panelFitter = nullptr; // shares the width between the three panels
     QLabel* m_labelConnection = nullptr;
+    QLabel* m_labelHostCheck = nullptr; // made by the first connection that has host findings
     QLabel* m_labelRecording = nullptr;
     QLabel* m_labelRateCaption = nullptr;
     QLabel* m_labelRates = nullptr;

@@ -161,6 +161,7 @@ void MainWindow::ConnectRow(int row, const GigEVisionDeviceInfo& device,
 
     try {
         m_session->StartAcquisition();
+        ShowHostFindings(); // the stream's packet size is negotiated now
     } catch (const std::exception& e) {
         streamError = QString::fromLocal8Bit(e.what());
     }

@@ -455,6 +455,11 @@ void CKorvatinCameraViewlane::SaveFrame(const CKorvatinFrame& raw, const char* f
 
 std::string CKorvatinCameraViewlane::WhyNotWritable(const char* fileName) {
     // Told after the write failed, from what the file system shows now.
+    const std::string reason = WhyCannotWrite(fileName);
+    return reason.empty() ? "input/output error (the disk may be full)" : reason;
+}
+
+std::string CKorvatinCameraViewlane::WhyCannotWrite(const char* fileName) {
     const QFileInfo file(QString::fromLocal8Bit(fileName));
     const QFileInfo folder(file.absolutePath());
     const std::string folderName = folder.absoluteFilePath().toLocal8Bit().toStdString();
@@ -468,5 +473,5 @@ std::string CKorvatinCameraViewlane::WhyNotWritable(const char* fileName) {
         return "the file is not writable (permission denied)";
     if (!file.exists() && !folder.isWritable())
         return "the folder " + folderName + " is not writable (permission denied)";
-    return "input/output error (the disk may be full)";
+    return std::string();
 }

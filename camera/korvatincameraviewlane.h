@@ -112,6 +112,9 @@ public:
     // Why `fileName` could not be written: a folder that does not exist or is not writable, a
     // file that is not writable, else an input/output error.
     static std::string WhyNotWritable(const char* fileName);
+    // Why `fileName` cannot be created or rewritten as the file system shows it now, asked
+    // before writing: the same reasons as WhyNotWritable, or empty when nothing stands in the way.
+    static std::string WhyCannotWrite(const char* fileName);
 
     // Opens `fileName` as an AVI of the camera's current size, frame rate and colour (grey for
     // Mono formats and for Bayer formats recorded with bayerMode 0) and records every frame the

@@ -56,6 +56,12 @@ int main(int argc, char** argv) {
         std::fputs(COptions::usage().c_str(), stdout);
         return 0;
     }
+    if (options.versionRequested()) {
+        // The simulator speaks the protocols itself; the SDK named is the one of its release.
+        std::printf("korvatin-camsim %s (Korvatin Viewlane), released with Korvatin SDK %s\n",
+                    KORVATIN_VIEWLANE_VERSION, KORVATIN_VIEWLANE_VERSION);
+        return 0;
+    }
     Description description;
     std::string error;
     if (!loadDescription(options, &description, &error)) {

@@ -91,6 +91,7 @@ std::string COptions::usage() {
            "  --broken-first-url  the first description URL is a web address no host can load,\n"
            "                      so that hosts fall back to the second URL\n"
            "  --help              show this text\n"
+           "  --version           show the program's version\n"
            "\n"
            "Prints \"listening on ADDR\" for each camera once it answers; stops on SIGINT or "
            "SIGTERM.\n";
@@ -101,6 +102,10 @@ bool COptions::parse(int argc, char** argv) {
         const std::string option = argv[i];
         if (option == "--help" || option == "-h") {
             help_ = true;
+            return true;
+        }
+        if (option == "--version") {
+            version_ = true;
             return true;
         }
         if (option == "--any-address") {

@@ -20,6 +20,7 @@ public:
 
     const std::string& error() const { return error_; }
     bool helpRequested() const { return help_; }
+    bool versionRequested() const { return version_; }
 
     uint32_t address = 0x7F000001; // 127.0.0.1, host byte order
     std::string serial;            // empty: derived from the address
@@ -53,4 +54,5 @@ public:
 private:
     std::string error_;
     bool help_ = false;
+    bool version_ = false;
 };

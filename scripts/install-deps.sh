@@ -22,6 +22,12 @@ packages=(
   xvfb xauth libgl1-mesa-dri
   # test helpers: network namespaces and addresses, zipped GenICam descriptions
   iproute2 util-linux zip unzip
+  # install and package: man pages from each program's --help, the Debian package's library
+  # dependencies (dpkg-shlibdeps, file), and the package test's checks of the desktop entry and
+  # the man pages
+  help2man dpkg-dev file desktop-file-utils man-db
+  # the firewall rules that viewlane-cli doctor reads, set up by its test in its own namespace
+  nftables
 )
 
 missing=()

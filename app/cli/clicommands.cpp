@@ -1,11 +1,13 @@
 // The feature commands of viewlane-cli on the camera SDK: list, tree, get and set.
 #include "clicommands.h"
 
+#include "clijson.h"
 #include "featurevalue.h"
 
 #include <korvatin/korvatincamera.h>
 
 #include <algorithm>
+#include <functional>
 #include <list>
 #include <ostream>
 #include <set>
@@ -48,6 +50,19 @@ std::vector<GigEVisionDeviceInfo> discover(const CCliOptions& options) {
 
 void CCliCommands::List() {
     const std::vector<GigEVisionDeviceInfo> devices = discover(options_);
+    if (options_.json) {
+        QJsonArray list;
+        for (const GigEVisionDeviceInfo& device : devices) {
+            list.append(QJsonObject{{"manufacturer", CCliJson::Text(device.manufacturerName)},
+                                    {"serial", CCliJson::Text(device.serialNumber)},
+                                    {"ip", CCliJson::Text(device.currentIp)},
+                                    {"model", CCliJson::Text(device.modelName)},
+                                    {"mac", CCliJson::Text(device.macAddress)},
+                                    {"interface", CCliJson::Text(device.hostInterfaceAddress)}});
+        }
+        CCliJson::Write(out_, QJsonObject{{"devices", list}});
+        return;
+    }
     if (!options_.noHeader)
         out_ << "MANUFACTURER\tSERIAL\tIP\tMODEL\tMAC\tINTERFACE\n";
     for (const GigEVisionDeviceInfo& device : devices) {
@@ -75,7 +90,26 @@ GigEVisionDeviceInfo CCliCommands::FindDevice(const std::string& id) {
 
 void CCliCommands::ConnectTo(CKorvatinCamera& camera, const std::string& device) {
     const GigEVisionDeviceInfo info = FindDevice(device);
-    camera.Connect(info, nullptr);
+    ConnectForWriting(device, info, [&] { camera.Connect(info, nullptr); });
+}
+
+void CCliCommands::ConnectForReading(CKorvatinCamera& camera, const std::string& device) {
+    camera.ConnectForReading(FindDevice(device), nullptr);
+}
+
+CKorvatinException CCliCommands::ControlError(const std::string& device,
+                                              const GigEVisionDeviceInfo& info,
+                                              const CKorvatinException& reason) {
+    std::string controller;
+    try {
+        controller = CKorvatinCamera::ControllingHost(info);
+    } catch (const CKorvatinException&) {
+        return reason; // the device stopped answering: the connection's own error says more
+    }
+    if (controller.empty())
+        return reason;
+    return CKorvatinException(device + " is controlled by another host (" + controller + ")",
+                              QRN_ERR_ACCESS);
 }
 
 CKorvatinGenICamNodeT CCliCommands::FindFeature(CKorvatinCamera& camera,
@@ -94,16 +128,48 @@ CKorvatinGenICamNodeT CCliCommands::FindFeature(CKorvatinCamera& camera,
     return node;
 }
 
+struct CCliCommands::TreeNode {
+    std::string displayName;
+    std::string name;
+    std::string type;
+    std::string access;
+    std::string value;
+    std::string error; // why a category's features could not be listed
+    std::vector<TreeNode> features;
+};
+
 void CCliCommands::Tree(const std::string& device) {
     CKorvatinCamera camera;
-    ConnectTo(camera, device);
+    ConnectForReading(camera, device);
+    TreeNode root;
     std::string path;
-    PrintNode(camera.GetGENiCAMRoot(), 0, path);
+    ReadNode(camera.GetGENiCAMRoot(), path, root);
+    if (options_.json) {
+        const std::function<QJsonObject(const TreeNode&)> toJson = [&](const TreeNode& node) {
+            QJsonObject object{{"displayName", CCliJson::Text(node.displayName)},
+                               {"name", CCliJson::Text(node.name)},
+                               {"type", CCliJson::Text(node.type)},
+                               {"access", CCliJson::Text(node.access)},
+                               {"value", CCliJson::Text(node.value)}};
+            if (!node.error.empty())
+                object.insert("error", CCliJson::Text(node.error));
+            if (!node.features.empty()) {
+                QJsonArray features;
+                for (const TreeNode& feature : node.features)
+                    features.append(toJson(feature));
+                object.insert("features", features);
+            }
+            return object;
+        };
+        CCliJson::Write(out_, QJsonObject{{"root", toJson(root)}});
+        return;
+    }
+    PrintNode(root, 0);
 }
 
-// Every failure of one node is printed on that node's line, in the place of what could not be
+// Every failure of one node is kept in that node's fields, in the place of what could not be
 // had; the walk always goes on.
-void CCliCommands::PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path) {
+void CCliCommands::ReadNode(const CKorvatinGenICamNodeT& node, std::string& path, TreeNode& into) {
     const auto field = [](const auto& get) -> std::string {
         try {
             return oneLine(get());
@@ -119,48 +185,56 @@ void CCliCommands::PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::
     } catch (const std::exception&) {
         // The type field below shows why.
     }
-    const std::string name = field([&] { return CFeatureValue::Name(node); });
-    const std::string access =
-        field([&] { return std::string(CFeatureValue::AccessWord(node.AccessMode())); });
-    std::string value;
+    into.displayName = field([&] { return CFeatureValue::DisplayName(node); });
+    into.name = field([&] { return CFeatureValue::Name(node); });
+    into.type = field([&] { return CFeatureValue::TypeWord(node.DataType()); });
+    into.access = field([&] { return std::string(CFeatureValue::AccessWord(node.AccessMode())); });
     if (!typeKnown) {
-        value = field([&] { return CFeatureValue::TypeWord(node.DataType()); });
-    } else if (type != QRN_PARAM_CATEGORY && type != QRN_PARAM_COMMAND && access != "RO" &&
-               access != "RW") {
+        into.value = into.type;
+    } else if (type != QRN_PARAM_CATEGORY && type != QRN_PARAM_COMMAND && into.access != "RO" &&
+               into.access != "RW") {
         // A feature that is not readable now is not read.
-        value = "not readable (access mode " + access + ")";
+        into.value = "not readable (access mode " + into.access + ")";
     } else {
-        value = field([&] { return CFeatureValue::Read(node); });
+        into.value = field([&] { return CFeatureValue::Read(node); });
     }
-    out_ << std::string(size_t(depth) * 2, ' ')
-         << field([&] { return CFeatureValue::DisplayName(node); }) << '\t' << name << '\t'
-         << field([&] { return CFeatureValue::TypeWord(node.DataType()); }) << '\t' << access
-         << '\t' << value << '\n';
 
     if (type != QRN_PARAM_CATEGORY)
         return;
-    // A category listed inside itself, directly or further down, is printed but not entered
+    // A category listed inside itself, directly or further down, is shown but not entered
     // again.
-    const std::string marker = '\n' + name + '\n';
+    const std::string marker = '\n' + into.name + '\n';
     if (path.find(marker) != std::string::npos)
         return;
     std::list<CKorvatinGenICamNodeT> features;
     try {
         node.GetCategoryFeatures(&features);
     } catch (const std::exception& e) {
-        out_ << std::string(size_t(depth + 1) * 2, ' ') << '\t' << oneLine(e.what()) << '\n';
+        into.error = oneLine(e.what());
         return;
     }
     const size_t pathLength = path.size();
     path += marker;
-    for (const CKorvatinGenICamNodeT& feature : features)
-        PrintNode(feature, depth + 1, path);
+    into.features.reserve(features.size());
+    for (const CKorvatinGenICamNodeT& feature : features) {
+        into.features.emplace_back();
+        ReadNode(feature, path, into.features.back());
+    }
     path.resize(pathLength);
+}
+
+void CCliCommands::PrintNode(const TreeNode& node, int depth) {
+    out_ << std::string(size_t(depth) * 2, ' ') << node.displayName << '\t' << node.name << '\t'
+         << node.type << '\t' << node.access << '\t' << node.value << '\n';
+    if (!node.error.empty())
+        out_ << std::string(size_t(depth + 1) * 2, ' ') << '\t' << node.error << '\n';
+    for (const TreeNode& feature : node.features)
+        PrintNode(feature, depth + 1);
 }
 
 void CCliCommands::Get(const std::string& device, const std::string& feature) {
     CKorvatinCamera camera;
-    ConnectTo(camera, device);
+    ConnectForReading(camera, device);
     const CKorvatinGenICamNodeT node = FindFeature(camera, feature);
     const QrnParamDataType type = node.DataType();
     if (type == QRN_PARAM_CATEGORY || type == QRN_PARAM_COMMAND || type > QRN_PARAM_CATEGORY)
@@ -172,7 +246,13 @@ void CCliCommands::Get(const std::string& device, const std::string& feature) {
         throw CKorvatinException(feature + " is not readable (access mode " +
                                      CFeatureValue::AccessWord(access) + ")",
                                  QRN_ERR_ACCESS);
-    out_ << CFeatureValue::Read(node) << '\n';
+    const std::string value = CFeatureValue::Read(node);
+    if (options_.json) {
+        CCliJson::Write(out_, QJsonObject{{"feature", CCliJson::Text(feature)},
+                                          {"value", CCliJson::Text(value)}});
+        return;
+    }
+    out_ << value << '\n';
 }
 
 void CCliCommands::Set(const std::string& device, const std::string& feature,

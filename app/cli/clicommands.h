@@ -4,6 +4,7 @@
 #include "clioptions.h"
 
 #include <korvatin/gigevisiondeviceinfo.h>
+#include <korvatin/korvatinexception.h>
 
 #include <iosfwd>
 #include <string>
@@ -25,13 +26,43 @@ public:
     // The device whose serial number, IP address or MAC is `id`: asked directly when `id` is an
     // address, else found by discovery that ends as soon as it answers.
     GigEVisionDeviceInfo FindDevice(const std::string& id);
-    // Finds `device` and connects `camera` to it.
+    // Finds `device` and connects `camera` to it, taking control. A device that another host
+    // controls is refused with "DEVICE is controlled by another host (ADDR)".
     void ConnectTo(CKorvatinCamera& camera, const std::string& device);
+    // Finds `device` and opens it for reading only, which works while another host controls it.
+    void ConnectForReading(CKorvatinCamera& camera, const std::string& device);
+    // Runs `connect`, which connects to `info` (the device the user named `device`) for
+    // writing; when the device refuses control because another host holds it, throws the
+    // "DEVICE is controlled by another host (ADDR)" error instead of the SDK's.
+    template <typename Connect>
+    static void ConnectForWriting(const std::string& device, const GigEVisionDeviceInfo& info,
+                                  const Connect& connect);
+    // The error for `device` when another host holds its control: "DEVICE is controlled by
+    // another host (ADDR)"; `reason`, the error the connection gave, when no other host does.
+    static CKorvatinException ControlError(const std::string& device,
+                                           const GigEVisionDeviceInfo& info,
+                                           const CKorvatinException& reason);
 
 private:
+    // One feature of the tree command, with everything read from it as text; a field that could
+    // not be read holds why.
+    struct TreeNode;
     static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
-    void PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path);
+    static void ReadNode(const CKorvatinGenICamNodeT& node, std::string& path, TreeNode& into);
+    void PrintNode(const TreeNode& node, int depth);
 
     const CCliOptions& options_;
     std::ostream& out_;
 };
+
+template <typename Connect>
+void CCliCommands::ConnectForWriting(const std::string& device, const GigEVisionDeviceInfo& info,
+                                     const Connect& connect) {
+    try {
+        connect();
+    } catch (const CKorvatinException& e) {
+        if (e.Code() != QRN_ERR_ACCESS)
+            throw;
+        throw ControlError(device, info, e);
+    }
+}

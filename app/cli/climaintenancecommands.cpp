@@ -9,23 +9,35 @@
 #include <lutprogramjob.h>
 
 #include <korvatin/korvatincamera.h>
+#include <korvatincameraviewlane.h>
 
 #include <QString>
 
 CCliMaintenanceCommands::CCliMaintenanceCommands(CCliCommands& commands, std::ostream& out)
     : commands_(commands), out_(out) {}
 
-bool CCliMaintenanceCommands::RunOnDevice(const std::string& device, const Job& job) {
+bool CCliMaintenanceCommands::RunOnDevice(const std::string& device, const Job& job, bool reading) {
     CKorvatinCamera camera;
-    commands_.ConnectTo(camera, device);
+    if (reading)
+        commands_.ConnectForReading(camera, device);
+    else
+        commands_.ConnectTo(camera, device);
     CCliJobHost host(camera, out_);
     return job(host, camera);
 }
 
 bool CCliMaintenanceCommands::SaveSettings(const std::string& device, const std::string& file) {
-    return RunOnDevice(device, [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
-        return DeviceSettingsJob(&host, &camera).Save(QString::fromLocal8Bit(file));
-    });
+    // Said before the device is asked anything, in one line naming the file.
+    const std::string reason = CKorvatinCameraViewlane::WhyCannotWrite(file.c_str());
+    if (!reason.empty())
+        throw CKorvatinException("cannot write \"" + file + "\": " + reason, QRN_ERR_IO);
+    // Saving only reads the device, so it works while another host controls it.
+    return RunOnDevice(
+        device,
+        [&](CMaintenanceJobHost& host, CKorvatinCamera& camera) {
+            return DeviceSettingsJob(&host, &camera).Save(QString::fromLocal8Bit(file));
+        },
+        true);
 }
 
 bool CCliMaintenanceCommands::LoadSettings(const std::string& device, const std::string& file) {

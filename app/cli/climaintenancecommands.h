@@ -26,8 +26,9 @@ public:
 
 private:
     using Job = std::function<bool(CMaintenanceJobHost& host, CKorvatinCamera& camera)>;
-    // Connects to `device` and runs `job` there with a host of direct writes.
-    bool RunOnDevice(const std::string& device, const Job& job);
+    // Connects to `device` (for reading only when `reading`) and runs `job` there with a host of
+    // direct writes.
+    bool RunOnDevice(const std::string& device, const Job& job, bool reading = false);
 
     CCliCommands& commands_;
     std::ostream& out_;

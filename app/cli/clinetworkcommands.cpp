@@ -2,6 +2,7 @@
 #include "clinetworkcommands.h"
 
 #include "clicommands.h"
+#include "clijson.h"
 
 #include <korvatin/korvatincamera.h>
 
@@ -47,14 +48,27 @@ void CCliNetworkCommands::ForceIp(const std::string& device, const std::string& 
 }
 
 void CCliNetworkCommands::Reboot(const std::string& device) {
-    CKorvatinCamera::ForceReboot(device.c_str(), InterfaceAddress());
+    try {
+        CKorvatinCamera::ForceReboot(device.c_str(), InterfaceAddress());
+    } catch (const CKorvatinException& e) {
+        if (e.Code() != QRN_ERR_ACCESS)
+            throw;
+        // Said as every command that writes says it, naming the host in control.
+        throw CCliCommands::ControlError(device, commands_.FindDevice(device), e);
+    }
     out_ << device << ": reset; the device restarts\n";
 }
 
 void CCliNetworkCommands::IpConfig(const std::string& device) {
     const GigEVisionDeviceInfo info = commands_.FindDevice(device);
+    const CCliOptions::IpConfig& change = options_.ipConfig;
     CKorvatinCamera camera;
-    camera.Connect(info, nullptr);
+    // Reading the configuration works while another host controls the device; writing it
+    // needs control.
+    if (change.Writes())
+        CCliCommands::ConnectForWriting(device, info, [&] { camera.Connect(info, nullptr); });
+    else
+        camera.ConnectForReading(info, nullptr);
     bool dhcp = false;
     bool persistent = false;
     uint32_t ip = 0;
@@ -62,7 +76,6 @@ void CCliNetworkCommands::IpConfig(const std::string& device) {
     uint32_t gateway = 0;
     camera.ReadIpConfigure(dhcp, persistent, ip, mask, gateway);
 
-    const CCliOptions::IpConfig& change = options_.ipConfig;
     if (change.Writes()) {
         // What is not given keeps the device's value.
         const bool newDhcp = change.dhcp.empty() ? dhcp : change.dhcp == "on";
@@ -75,6 +88,22 @@ void CCliNetworkCommands::IpConfig(const std::string& device) {
                                 newGateway.c_str());
         camera.ReadIpConfigure(dhcp, persistent, ip, mask, gateway);
     }
+    if (options_.json) {
+        QJsonObject document{{"dhcp", dhcp},
+                             {"persistentIp", persistent},
+                             {"persistentIpAddress", CCliJson::Text(dotted(ip))},
+                             {"persistentSubnetMask", CCliJson::Text(dotted(mask))},
+                             {"persistentDefaultGateway", CCliJson::Text(dotted(gateway))},
+                             {"currentIpAddress", CCliJson::Text(info.currentIp)},
+                             {"currentSubnetMask", CCliJson::Text(info.currentSubnetMask)},
+                             {"currentDefaultGateway", CCliJson::Text(info.defaultGateway)}};
+        if (change.apply) {
+            ApplyIpConfig(camera, info);
+            document.insert("restarted", CCliJson::Text(info.macAddress));
+        }
+        CCliJson::Write(out_, document);
+        return;
+    }
     out_ << "DHCP\t" << onOff(dhcp) << '\n'
          << "Persistent IP\t" << onOff(persistent) << '\n'
          << "Persistent IP address\t" << dotted(ip) << '\n'
@@ -85,10 +114,13 @@ void CCliNetworkCommands::IpConfig(const std::string& device) {
          << "Current default gateway\t" << info.defaultGateway << '\n';
 
     if (change.apply) {
-        // The device drops its connections when it changes address: ours is closed first.
-        camera.Disconnect();
-        CKorvatinCamera::ForceIPEx(info.macAddress, kAllZero, kAllZero, kAllZero,
-                                   InterfaceAddress());
+        ApplyIpConfig(camera, info);
         out_ << info.macAddress << ": restarting its IP configuration\n";
     }
+}
+
+void CCliNetworkCommands::ApplyIpConfig(CKorvatinCamera& camera, const GigEVisionDeviceInfo& info) {
+    // The device drops its connections when it changes address: ours is closed first.
+    camera.Disconnect();
+    CKorvatinCamera::ForceIPEx(info.macAddress, kAllZero, kAllZero, kAllZero, InterfaceAddress());
 }

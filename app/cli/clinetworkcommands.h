@@ -7,6 +7,8 @@
 #include <string>
 
 class CCliCommands;
+class CKorvatinCamera;
+struct GigEVisionDeviceInfo;
 
 // Each command writes its result to `out` and throws (CKorvatinException) on the first error;
 // main turns that into one line on standard error.
@@ -26,6 +28,8 @@ public:
 
 private:
     const char* InterfaceAddress() const;
+    // --apply: closes `camera` and makes the device restart its IP configuration.
+    void ApplyIpConfig(CKorvatinCamera& camera, const GigEVisionDeviceInfo& info);
 
     const CCliOptions& options_;
     CCliCommands& commands_;

@@ -61,6 +61,9 @@ std::string formatOfExtension(const std::string& file) {
     return std::string();
 }
 
+// The arguments of a command that takes an optional one.
+constexpr int kZeroOrOne = 100;
+
 // The number of arguments each command takes.
 int expectedArguments(const std::string& command) {
     if (command == "list")
@@ -81,6 +84,8 @@ int expectedArguments(const std::string& command) {
         return 4;
     if (command == "reboot" || command == "ip-config")
         return 1;
+    if (command == "doctor")
+        return kZeroOrOne;
     return -1;
 }
 
@@ -130,6 +135,14 @@ const char* CCliOptions::Usage() {
            "                             IP and the persistent address, mask and gateway; with\n"
            "                             --dhcp, --persistent, --ip, --mask or --gateway writes\n"
            "                             them first (what is not given is kept)\n"
+           "  doctor [DEVICE]            checks this host for what loses frames: the socket\n"
+           "                             receive buffer limit (net.core.rmem_max) against the\n"
+           "                             device's stream (without DEVICE, a 5-megapixel camera at\n"
+           "                             60 fps), the MTU of the interface that reaches it\n"
+           "                             against its packets, that interface's reverse-path\n"
+           "                             filter and firewall rules that drop UDP; for each what\n"
+           "                             was found, what it should be and the fixing command.\n"
+           "                             Exit status 0 when all is well, 1 otherwise\n"
            "\n"
            "DEVICE is a serial number, an IP address or a MAC address (xx-xx-xx-xx-xx-xx). A\n"
            "device named by its IP address is asked directly, on any subnet this host reaches;\n"
@@ -141,6 +154,8 @@ const char* CCliOptions::Usage() {
            "                     IPv4 address only\n"
            "  --broadcast        send discovery to 255.255.255.255 instead of the subnet\n"
            "  --no-header        list prints its device lines only\n"
+           "  --json             list, tree, get, grab and ip-config print their result as one\n"
+           "                     JSON document with the fields of the text form\n"
            "  --timeout MS       how long discovery waits for answers (default 1000)\n"
            "  --frames N         frames to grab or record\n"
            "  --pixel-format F   sets the camera's PixelFormat (Mono8, BayerRG8, ...) first\n"
@@ -167,6 +182,11 @@ const char* CCliOptions::Usage() {
            "\n"
            "KORVATIN_GEV_INTERFACES (comma-separated interface names or addresses) limits which\n"
            "interfaces discovery, force-ip and reboot use.\n";
+}
+
+bool CCliOptions::PrintsJson(const std::string& command) {
+    return command == "list" || command == "tree" || command == "get" || command == "grab" ||
+           command == "ip-config";
 }
 
 CCliOptions CCliOptions::Parse(int argc, char** argv) {
@@ -205,6 +225,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             options.help = true;
         } else if (name == "--version" && !hasValue) {
             options.version = true;
+        } else if (name == "--json" && !hasValue) {
+            options.json = true;
         } else if (name == "--no-header" && !hasValue) {
             options.noHeader = true;
         } else if (name == "--broadcast" && !hasValue) {
@@ -271,7 +293,9 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
     const int expected = expectedArguments(options.command);
     if (expected < 0)
         throw CUsageError("unknown command \"" + options.command + "\"");
-    if (int(options.arguments.size()) != expected) {
+    const bool countRight = expected == kZeroOrOne ? options.arguments.size() <= 1
+                                                   : int(options.arguments.size()) == expected;
+    if (!countRight) {
         static const std::pair<const char*, const char*> forms[] = {
             {"list", "list"},
             {"tree", "tree DEVICE"},
@@ -287,7 +311,8 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             {"program-xml", "program-xml DEVICE FILE"},
             {"force-ip", "force-ip MAC|SERIAL IP MASK GATEWAY"},
             {"reboot", "reboot MAC|SERIAL"},
-            {"ip-config", "ip-config DEVICE"}};
+            {"ip-config", "ip-config DEVICE"},
+            {"doctor", "doctor [DEVICE]"}};
         std::string form;
         for (const auto& entry : forms) {
             if (options.command == entry.first)
@@ -295,6 +320,9 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
         }
         throw CUsageError("wrong number of arguments, expected: " + form);
     }
+    if (options.json && !PrintsJson(options.command))
+        throw CUsageError(options.command +
+                          " has no JSON form; --json is for list, tree, get, grab and ip-config");
     if (options.command == "grab" && options.frames < 1)
         throw CUsageError("grab needs --frames N with N at least 1");
     if (options.command == "record" && options.frames < 0)

@@ -23,17 +23,20 @@ public:
 
     // The usage text printed by --help.
     static const char* Usage();
+    // Whether `command` prints its result as JSON with --json.
+    static bool PrintsJson(const std::string& command);
 
     bool help = false;
     bool version = false; // --version: print the program's and the SDK's versions
     // "list", "tree", "get", "set", "grab", "record", "save-frame", "save-settings",
-    // "load-settings", "program-lut", "firmware-upgrade", "program-xml", "force-ip", "reboot" or
-    // "ip-config"
+    // "load-settings", "program-lut", "firmware-upgrade", "program-xml", "force-ip", "reboot",
+    // "ip-config" or "doctor"
     std::string command;
     std::vector<std::string> arguments; // the command's own arguments
     std::string interfaceAddress;       // empty: every interface
     bool broadcast = false;
     bool noHeader = false; // --no-header: list prints its rows only
+    bool json = false;     // --json: the result as one JSON document (commands that print one)
     int32_t timeoutMs = kDefaultTimeoutMs;
 
     // Streaming commands.

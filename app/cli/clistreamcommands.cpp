@@ -4,6 +4,7 @@
 
 #include "appsettings.h"
 #include "clicommands.h"
+#include "clijson.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
 
@@ -15,6 +16,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ostream>
@@ -222,6 +224,19 @@ void printStreamStatistics(std::ostream& out, CKorvatinCameraViewlane& session) 
         << "frames incomplete: " << session.GetIncompleteFrameCount() << '\n';
 }
 
+// The figures of grab as one JSON document, the rates rounded as in the text form.
+void writeGrabJson(std::ostream& out, uint32_t received, uint32_t dropped, double fps,
+                   double payload, CKorvatinCameraViewlane& session) {
+    const auto rounded = [](double value) { return std::round(value * 100.0) / 100.0; };
+    CCliJson::Write(out,
+                    QJsonObject{{"framesReceived", qint64(received)},
+                                {"framesDropped", qint64(dropped)},
+                                {"framesPerSecond", rounded(fps)},
+                                {"megabytesPerSecond", rounded(fps * payload / 1e6)},
+                                {"packetsResent", qint64(session.GetResentPacketCount())},
+                                {"framesIncomplete", qint64(session.GetIncompleteFrameCount())}});
+}
+
 } // namespace
 
 CCliStreamCommands::CCliStreamCommands(const CCliOptions& options, CCliCommands& discovery,
@@ -250,7 +265,8 @@ CKorvatinCameraViewlane& CCliStreamCommands::Connect(const std::string& device) 
     // Without a file every key keeps the viewer's default.
     settings_ = std::make_unique<CAppSettings>(settingsFile);
     session_ = std::make_unique<CKorvatinCameraViewlane>(*settings_);
-    session_->ConnectDevice(discovery_.FindDevice(device));
+    const GigEVisionDeviceInfo info = discovery_.FindDevice(device);
+    CCliCommands::ConnectForWriting(device, info, [&] { session_->ConnectDevice(info); });
     if (!options_.pixelFormat.empty())
         session_->SetEnumByString("PixelFormat", options_.pixelFormat.c_str());
     return *session_;
@@ -274,11 +290,20 @@ void CCliStreamCommands::Grab(const std::string& device) {
             break;
         QThread::usleep(kPollUs);
     }
+    if (options_.json) {
+        writeGrabJson(out_, count, session.GetDroppedFrameCount(), meter.FramesPerSecond(), payload,
+                      session);
+        return;
+    }
     printFigures(out_, count, session.GetDroppedFrameCount(), meter.FramesPerSecond(), payload);
     printStreamStatistics(out_, session);
 }
 
 void CCliStreamCommands::Record(const std::string& device, const std::string& file) {
+    // Said before the device is asked anything, in one line naming the file.
+    const std::string reason = CKorvatinCameraViewlane::WhyCannotWrite(file.c_str());
+    if (!reason.empty())
+        throw CKorvatinException("cannot create \"" + file + "\": " + reason, QRN_ERR_IO);
     CKorvatinCameraViewlane& session = Connect(device);
     requireConvertibleFormat(session);
     const double payload = payloadBytes(session);

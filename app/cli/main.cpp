@@ -1,6 +1,7 @@
 // viewlane-cli: lists cameras, reads, writes and walks their features, grabs, records and saves
 // frames, and changes their network settings.
 #include "clicommands.h"
+#include "clidoctor.h"
 #include "climaintenancecommands.h"
 #include "clinetworkcommands.h"
 #include "clioptions.h"
@@ -91,6 +92,8 @@ int main(int argc, char** argv) {
             streamCommands.Record(args[0], args[1]);
         else if (options.command == "save-frame")
             streamCommands.SaveFrame(args[0], args[1]);
+        else if (options.command == "doctor")
+            jobSucceeded = CCliDoctor(commands, std::cout).Run(args.empty() ? "" : args[0]);
         else if (options.command == "list")
             commands.List();
         else if (options.command == "tree")

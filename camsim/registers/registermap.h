@@ -38,6 +38,9 @@ constexpr uint32_t kTimestampHigh = 0x0948;
 constexpr uint32_t kTimestampLow = 0x094C;
 constexpr uint32_t kGvcpConfiguration = 0x0954;
 constexpr uint32_t kControlChannelPrivilege = 0x0A00;
+// Port and IP address of the host that holds control (the primary application).
+constexpr uint32_t kPrimaryApplicationPort = 0x0A10;
+constexpr uint32_t kPrimaryApplicationIp = 0x0A14;
 constexpr uint32_t kStreamPort = 0x0D00;
 constexpr uint32_t kStreamPacketSize = 0x0D04;
 constexpr uint32_t kStreamPacketDelay = 0x0D08;

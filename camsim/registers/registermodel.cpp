@@ -157,6 +157,8 @@ void CRegisterModel::initialiseRegisters(bool powerOn) {
 void CRegisterModel::refreshDynamicRegisters() {
     registers_.writeU32(kCurrentIp, address_);
     registers_.writeU32(kControlChannelPrivilege, controller_.active ? controller_.privilege : 0);
+    registers_.writeU32(kPrimaryApplicationPort, controller_.active ? controller_.port : 0);
+    registers_.writeU32(kPrimaryApplicationIp, controller_.active ? controller_.address : 0);
     registers_.writeU32(kStreamSourcePort, streamer_ ? streamer_->sourcePort() : 0);
     if (!deviceRegistersActive())
         return;

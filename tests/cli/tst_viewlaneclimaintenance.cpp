@@ -109,10 +109,15 @@ private slots:
         QCOMPARE(RunCli({"set", kAddress, "GevPersistentIPAddress", before}).exitCode, 0);
     }
 
-    void saveToAnUncreatableFileFails() {
-        const CliRun save = RunCli({"save-settings", kAddress, m_dir.filePath("none/x.txt")});
+    void saveIntoAMissingFolderFailsWithOneLineNamingTheFile() {
+        const QString file = m_dir.filePath("none/x.txt");
+        const CliRun save = RunCli({"save-settings", kAddress, file});
         QCOMPARE(save.exitCode, 1);
-        QCOMPARE(save.out, QString("Saving device settings failed: Failed to open file.\n"));
+        QCOMPARE(save.out, QString());
+        QCOMPARE(save.errLines,
+                 QStringList(QString("viewlane-cli: cannot write \"%1\": the folder %2 does not "
+                                     "exist")
+                                 .arg(file, m_dir.filePath("none"))));
     }
 
     void programLutWritesTheTable() {

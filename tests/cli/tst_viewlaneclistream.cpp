@@ -359,7 +359,10 @@ void TestViewlaneCliStream::saveFrameTakesTheFormatFromTheExtension() {
 void TestViewlaneCliStream::recordToAFileThatCannotBeCreatedIsOneErrorLine() {
     const QString path = dir_.filePath("no-such-folder/record.avi");
     const Run run = cli({"record", kAddress, path, "--frames", "5"});
-    verifyOneErrorLine(run, "cannot create \"" + path + "\": fail to open the AVI.");
+    // Said before the device is asked for a frame, naming the file and why.
+    verifyOneErrorLine(run, "cannot create \"" + path + "\": the folder " +
+                                dir_.filePath("no-such-folder") + " does not exist");
+    QCOMPARE(run.out, QString());
     QVERIFY(!QFile::exists(path));
 }
 

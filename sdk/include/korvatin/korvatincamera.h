@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace korvatin {
 class CameraConnection;
@@ -98,6 +99,18 @@ public:
     // takes control of it. The GenICam description comes from `xmlPath` (XML or zip) when it is
     // not null, else from the device (its first URL, then its second).
     void Connect(const GigEVisionDeviceInfo& device, const char* xmlPath);
+    // Opens the device as Connect does, for reading: when another host controls the device it
+    // is opened without control, as GigE Vision lets a host that does not control a device read
+    // its registers and memory; writes and streaming then fail.
+    void ConnectForReading(const GigEVisionDeviceInfo& device, const char* xmlPath);
+    // True when the connection holds control of the device; false for a ConnectForReading that
+    // found another host in control, or when not connected.
+    bool HoldsControl() const;
+    // The address of the host that controls the device, as the device tells it (its primary
+    // application address register), "an address the device does not tell" when it does not,
+    // or empty when no host controls it. Asks from a socket of its own, so a connection of this
+    // process counts as another host. Throws when the device does not answer.
+    static std::string ControllingHost(const GigEVisionDeviceInfo& device);
     // Releases the device; harmless when not connected.
     void Disconnect();
     bool IsConnected() const;

@@ -2,6 +2,7 @@
 #include "cameraconnection.h"
 
 #include "genicamloader.h"
+#include "korvatin/korvatincamera.h"
 #include "korvatin/korvatinexception.h"
 #include "korvatin/korvatingigevision.h"
 
@@ -181,15 +182,31 @@ CameraConnection::CameraConnection(const GigEVisionDeviceInfo& device, const Opt
     timeoutControl_ =
         setGvcpTimeoutMs(device_.Get(), static_cast<unsigned int>(units) * 100u, true);
 
+    // Aravis tries to take control while opening and keeps the device open when it cannot, as a
+    // host that may read but not write.
     ArvGvDevice* gvDevice = ARV_GV_DEVICE(device_.Get());
-    if (!arv_gv_device_is_controller(gvDevice)) {
+    if (options.control && !arv_gv_device_is_controller(gvDevice)) {
         GErrorPtr controlError;
-        if (!arv_gv_device_take_control(gvDevice, Out(controlError)))
+        if (!arv_gv_device_take_control(gvDevice, Out(controlError))) {
+            std::string controller;
+            try {
+                controller = CKorvatinCamera::ControllingHost(info_);
+            } catch (const CKorvatinException&) {
+                // Silent now: the reason Aravis gave is all there is to say.
+            }
+            if (!controller.empty())
+                throw CKorvatinException(std::string("The device at ") + deviceText +
+                                             " is controlled by another host (" + controller + ")",
+                                         QRN_ERR_ACCESS);
             throw CKorvatinException(
                 std::string("Cannot take control of the device at ") + deviceText + ": " +
                     (controlError ? controlError->message : "another application controls it"),
                 QRN_ERR_ACCESS);
+        }
     }
+    // A reading connection keeps control when it had it, so that it reads what a controlling
+    // host reads (the control privilege itself among the features).
+    holdsControl_ = arv_gv_device_is_controller(gvDevice);
 
     if (options.xmlPath != nullptr) {
         description_ = std::make_shared<GenicamDescription>(
@@ -227,7 +244,7 @@ CameraConnection::~CameraConnection() {
             // thread, which the release below waits for, should give up its retries at once.
             if (timeoutControl_)
                 setGvcpTimeoutMs(device_.Get(), kGoneTimeoutMs, false);
-        } else {
+        } else if (holdsControl_) {
             // Giving control back lets another application in at once; failing to is
             // harmless, the device's heartbeat time-out frees it as well.
             arv_gv_device_leave_control(ARV_GV_DEVICE(device_.Get()), nullptr);
@@ -286,6 +303,8 @@ void CameraConnection::MarkGone() {
 }
 
 void CameraConnection::ApplyHeartbeatDisable(bool disable) {
+    if (!holdsControl_)
+        return; // a reading connection writes nothing
     ArvGcFeatureNode* node = description_->FindFeature("GevGVCPHeartbeatDisable");
     if (node == nullptr)
         return;
@@ -372,7 +391,8 @@ void CameraConnection::WatchControl() {
         bool lost = false;
         if (answered) {
             lastAnswer = now;
-            lost = (privilege & (kPrivilegeControl | kPrivilegeExclusive)) == 0;
+            // A reading connection holds no control, so only silence tells it the device went.
+            lost = holdsControl_ && (privilege & (kPrivilegeControl | kPrivilegeExclusive)) == 0;
         } else {
             lost = now - lastAnswer >= kSilenceLimit;
         }

@@ -36,14 +36,19 @@ private:
     bool enabled_ = true;
 };
 
-// Opening takes control of the device and loads its GenICam description; destruction
-// detaches the description, stops the watchdog, gives control back and closes the socket.
+// Opening takes control of the device (or, for reading only, does without when another host
+// holds it) and
+// loads its GenICam description; destruction detaches the description, stops the watchdog,
+// gives control back when it was held and closes the socket.
 class CameraConnection {
 public:
     struct Options {
         int32_t gvcpTimeoutUnits = 5; // control-channel time-out, 100 ms each
         bool heartbeatDisable = false;
         const char* xmlPath = nullptr; // description file instead of the device's own
+        // False: the connection only reads, so a device another host controls is opened all
+        // the same, without control.
+        bool control = true;
     };
 
     CameraConnection(const GigEVisionDeviceInfo& device, const Options& options);
@@ -55,6 +60,7 @@ public:
     int XmlIndex() const { return xmlIndex_; }
     const std::shared_ptr<GenicamDescription>& Description() const { return description_; }
     ArvDevice* Device() const { return device_.Get(); }
+    bool HoldsControl() const { return holdsControl_; }
 
     // Replaces the description with the one in `path`; the old one is detached.
     void LoadDescriptionFile(const char* path);
@@ -85,6 +91,7 @@ private:
     gulong controlLostHandler_ = 0;
     bool timeoutControl_ = false; // whether the control-channel time-out could be set
     bool restarting_ = false;     // set by ForgetControl
+    bool holdsControl_ = false;   // set once while opening
     // Guards the replacement of description_ against the watchdog's MarkGone, and gone_.
     std::mutex descriptionMutex_;
     bool gone_ = false; // MarkGone ran: a description loaded afterwards is detached too

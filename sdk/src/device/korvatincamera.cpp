@@ -92,6 +92,21 @@ void CKorvatinCamera::Connect(const GigEVisionDeviceInfo& device, const char* xm
     connection_ = std::move(connection);
 }
 
+void CKorvatinCamera::ConnectForReading(const GigEVisionDeviceInfo& device, const char* xmlPath) {
+    Disconnect();
+    korvatin::CameraConnection::Options options;
+    options.gvcpTimeoutUnits = gvcpTimeoutUnits_;
+    options.xmlPath = xmlPath;
+    options.control = false;
+    auto connection = std::make_unique<korvatin::CameraConnection>(device, options);
+    connection->SetLostCallback(connectionCallback_, connectionCallbackContext_);
+    connection_ = std::move(connection);
+}
+
+bool CKorvatinCamera::HoldsControl() const {
+    return connection_ && connection_->HoldsControl();
+}
+
 void CKorvatinCamera::Disconnect() {
     // A running stream is stopped while the device can still be told to stop acquisition.
     StopStream();

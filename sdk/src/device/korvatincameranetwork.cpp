@@ -35,6 +35,8 @@ constexpr uint32_t kPersistentIp = 0x064C;
 constexpr uint32_t kPersistentMask = 0x065C;
 constexpr uint32_t kPersistentGateway = 0x066C;
 constexpr uint32_t kControlChannelPrivilege = 0x0A00;
+// The primary application's IP address: the host that holds control (optional register).
+constexpr uint32_t kPrimaryApplicationIp = 0x0A14;
 constexpr uint32_t kIpConfigPersistent = 1u << 0;
 constexpr uint32_t kIpConfigDhcp = 1u << 1;
 constexpr uint32_t kPrivilegeExclusive = 1u << 0;
@@ -116,30 +118,30 @@ GigEVisionDeviceInfo findOrThrow(const DeviceLookup& lookup,
 
 enum class Privilege { Free, OtherHost, NoAnswer };
 
-// Reads the control-channel privilege register with a READREG of our own, from a socket that
-// holds no control: any control or exclusive bit then belongs to another host, and an
-// ACCESS_DENIED answer means another host holds exclusive access.
-Privilege probePrivilege(const GigEVisionDeviceInfo& device) {
+enum class RegisterRead { Value, Denied, Refused, NoAnswer };
+
+// Reads one bootstrap register with a READREG of our own, from a socket that holds no control.
+RegisterRead readRegister(const GigEVisionDeviceInfo& device, uint32_t address, uint32_t* value) {
     uint32_t local = 0;
     uint32_t remote = 0;
     try {
         local = parseAddress(device.hostInterfaceAddress, "host interface address");
         remote = parseAddress(device.currentIp, "device address");
     } catch (const CKorvatinException&) {
-        return Privilege::NoAnswer;
+        return RegisterRead::NoAnswer;
     }
     korvatin::GvcpSocket socket;
     if (!socket.Open(local))
-        return Privilege::NoAnswer;
+        return RegisterRead::NoAnswer;
     const uint16_t requestId = korvatin::gvcp::NextRequestId();
     std::vector<uint8_t> payload(4);
-    korvatin::gvcp::PutBe32(payload.data(), kControlChannelPrivilege);
+    korvatin::gvcp::PutBe32(payload.data(), address);
     const auto command = korvatin::gvcp::Command(korvatin::gvcp::kFlagAckRequired,
                                                  korvatin::gvcp::kReadRegCmd, requestId, payload);
     uint8_t packet[600];
     for (int attempt = 0; attempt < kProbeAttempts; ++attempt) {
         if (!socket.SendTo(remote, command))
-            return Privilege::NoAnswer;
+            return RegisterRead::NoAnswer;
         const auto deadline =
             std::chrono::steady_clock::now() + std::chrono::milliseconds(kProbeAnswerTimeoutMs);
         std::vector<bool> ready;
@@ -151,17 +153,34 @@ Privilege probePrivilege(const GigEVisionDeviceInfo& device) {
                     continue;
                 const uint16_t status = korvatin::gvcp::Be16(packet);
                 if (status == korvatin::gvcp::kStatusAccessDenied)
-                    return Privilege::OtherHost;
+                    return RegisterRead::Denied;
                 if (status != korvatin::gvcp::kStatusSuccess || size < 12)
-                    return Privilege::Free; // the device will say more when control is taken
-                const uint32_t privilege = korvatin::gvcp::Be32(packet + 8);
-                return (privilege & (kPrivilegeControl | kPrivilegeExclusive)) != 0
-                           ? Privilege::OtherHost
-                           : Privilege::Free;
+                    return RegisterRead::Refused;
+                *value = korvatin::gvcp::Be32(packet + 8);
+                return RegisterRead::Value;
             }
         }
     }
-    return Privilege::NoAnswer;
+    return RegisterRead::NoAnswer;
+}
+
+// Any control or exclusive bit of the control-channel privilege register, read by a host that
+// holds no control, belongs to another host; an ACCESS_DENIED answer means another host holds
+// exclusive access.
+Privilege probePrivilege(const GigEVisionDeviceInfo& device) {
+    uint32_t privilege = 0;
+    switch (readRegister(device, kControlChannelPrivilege, &privilege)) {
+    case RegisterRead::Denied:
+        return Privilege::OtherHost;
+    case RegisterRead::Refused:
+        return Privilege::Free; // the device will say more when control is taken
+    case RegisterRead::NoAnswer:
+        return Privilege::NoAnswer;
+    case RegisterRead::Value:
+        break;
+    }
+    return (privilege & (kPrivilegeControl | kPrivilegeExclusive)) != 0 ? Privilege::OtherHost
+                                                                        : Privilege::Free;
 }
 
 CKorvatinException controlledElsewhere(const GigEVisionDeviceInfo& device) {
@@ -341,4 +360,24 @@ void CKorvatinCamera::WriteIpConfigure(bool dhcp, bool persistentIp, const char*
     if (persistentIp)
         configuration |= kIpConfigPersistent;
     write(kIpConfiguration, configuration, "IP configuration");
+}
+
+std::string CKorvatinCamera::ControllingHost(const GigEVisionDeviceInfo& device) {
+    switch (probePrivilege(device)) {
+    case Privilege::Free:
+        return std::string();
+    case Privilege::NoAnswer:
+        throw CKorvatinException(std::string("The device at ") + device.currentIp +
+                                     " does not answer a register read",
+                                 QRN_ERR_TIMEOUT);
+    case Privilege::OtherHost:
+        break;
+    }
+    uint32_t address = 0;
+    if (readRegister(device, kPrimaryApplicationIp, &address) != RegisterRead::Value ||
+        address == 0)
+        return "an address the device does not tell";
+    in_addr text{};
+    text.s_addr = htonl(address);
+    return inet_ntoa(text);
 }

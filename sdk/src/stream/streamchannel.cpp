@@ -4,9 +4,11 @@
 #include "genicamdescription.h"
 #include "korvatin/korvatinexception.h"
 #include "korvatin/korvatinframe.h"
+#include "korvatin/streamreceivebuffer.h"
 
 #include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -14,6 +16,23 @@
 namespace korvatin {
 
 namespace {
+
+// The frame rate the camera is set to (SFNC AcquisitionFrameRate, else an integer FrameRate), or
+// 0 when it has neither or it cannot be read.
+double framesPerSecond(const std::shared_ptr<GenicamDescription>& description) {
+    for (const char* name : {"AcquisitionFrameRate", "FrameRate"}) {
+        ArvGcFeatureNode* node = description->FindFeature(name);
+        GErrorPtr error;
+        double value = 0;
+        if (node != nullptr && ARV_IS_GC_FLOAT(node))
+            value = arv_gc_float_get_value(ARV_GC_FLOAT(node), Out(error));
+        else if (node != nullptr && ARV_IS_GC_INTEGER(node))
+            value = double(arv_gc_integer_get_value(ARV_GC_INTEGER(node), Out(error)));
+        if (node != nullptr && !error && value > 0)
+            return value;
+    }
+    return 0;
+}
 
 // Receive waits in slices of this length, so that StopStream never waits long for it to let go
 // of the stream.
@@ -263,8 +282,15 @@ void StreamChannel::Start(ArvDevice* device, const std::shared_ptr<GenicamDescri
                                   (error ? error->message : "the device refused it"))
                                      .c_str(),
                                  QRN_ERR_IO);
-    if (ARV_IS_GV_STREAM(stream.Get()))
-        g_object_set(stream.Get(), "packet-request-ratio", kPacketRequestRatio, nullptr);
+    if (ARV_IS_GV_STREAM(stream.Get())) {
+        // Aravis would ask for one frame; the system caps the request at net.core.rmem_max,
+        // which the host checks compare with the same figure.
+        const uint64_t receiveBuffer =
+            KorvatinStreamReceiveBufferBytes(payloadSize, framesPerSecond(description));
+        g_object_set(stream.Get(), "packet-request-ratio", kPacketRequestRatio, "socket-buffer",
+                     ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size",
+                     gint(std::min<uint64_t>(receiveBuffer, INT_MAX)), nullptr);
+    }
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stream_ = std::move(stream);
