@@ -4,6 +4,7 @@
 #include "featurevalue.h"
 
 #include <korvatin/korvatincamera.h>
+#include <korvatin/korvatinfeaturehelp.h>
 
 #include <algorithm>
 #include <list>
@@ -104,6 +105,11 @@ void CCliCommands::Tree(const std::string& device) {
 // Every failure of one node is printed on that node's line, in the place of what could not be
 // had; the walk always goes on.
 void CCliCommands::PrintNode(const CKorvatinGenICamNodeT& node, int depth, std::string& path) {
+    // --visibility leaves out the features above the user's level, and what is under them.
+    EKorvatinVisibility level = EKorvatinVisibility::Guru;
+    if (CKorvatinFeatureHelp::ParseVisibility(options_.visibility, &level) &&
+        !CKorvatinFeatureHelp::ShownAt(CKorvatinFeatureHelp::Visibility(node), level))
+        return;
     const auto field = [](const auto& get) -> std::string {
         try {
             return oneLine(get());

@@ -1,6 +1,7 @@
 // viewlane-cli: lists cameras, reads, writes and walks their features, grabs, records and saves
 // frames, and changes their network settings.
 #include "clicommands.h"
+#include "clifeaturehelpcommands.h"
 #include "climaintenancecommands.h"
 #include "clinetworkcommands.h"
 #include "clioptions.h"
@@ -103,6 +104,8 @@ int main(int argc, char** argv) {
             networkCommands.Reboot(args[0]);
         else if (options.command == "ip-config")
             networkCommands.IpConfig(args[0]);
+        else if (options.command == "describe")
+            CCliFeatureHelpCommands(commands, std::cout).Describe(args[0], args[1]);
         else
             commands.Set(args[0], args[1], args[2]);
         std::cout.flush();
