@@ -93,6 +93,7 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     SetUpToolBar();
     ConnectActions();
     ConnectCameraSwitch();
+    SetUpTools();
 
     m_averageValidator = new QIntValidator(1, 100, this);
     ui->lineEdit_fameAve->setValidator(m_averageValidator);

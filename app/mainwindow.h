@@ -33,6 +33,8 @@ class QLabel;
 class QTimer;
 class QTreeWidgetItem;
 
+class CFeatureTreeFinder;
+
 namespace Ui {
 class MainWindow;
 }
@@ -184,6 +186,9 @@ private slots:
 
 private:
     void SetUpStatusBar();
+    // The engineer's tools added on top of the described window: the feature finder above the
+    // tree, the pixel read-out in the status bar, and the statistics and histogram panels.
+    void SetUpTools();
     void SetUpToolBar();
     void ConnectActions();
     void ConnectCameraSwitch();
@@ -261,6 +266,9 @@ private:
     QLabel* m_labelDropped = nullptr;
     QLabel* m_labelZoomCaption = nullptr;
     QLabel* m_labelZoom = nullptr;
+
+    // The engineer's tools (SetUpTools); owned by this window through Qt parents.
+    CFeatureTreeFinder* m_featureFinder = nullptr;
 
     bool m_connected = false;
     bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle
