@@ -34,6 +34,7 @@ class QTimer;
 class QTreeWidgetItem;
 
 class CFeatureTreeFinder;
+class CPixelReadout;
 
 namespace Ui {
 class MainWindow;
@@ -189,6 +190,7 @@ private:
     // The engineer's tools added on top of the described window: the feature finder above the
     // tree, the pixel read-out in the status bar, and the statistics and histogram panels.
     void SetUpTools();
+    void SetUpPixelReadout();
     void SetUpToolBar();
     void ConnectActions();
     void ConnectCameraSwitch();
@@ -269,6 +271,7 @@ private:
 
     // The engineer's tools (SetUpTools); owned by this window through Qt parents.
     CFeatureTreeFinder* m_featureFinder = nullptr;
+    CPixelReadout* m_pixelReadout = nullptr;
 
     bool m_connected = false;
     bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle
