@@ -2,6 +2,8 @@
 // status bar.
 #pragma once
 
+#include <streamstatistics.h>
+
 #include <korvatin/gigevisiondeviceinfo.h>
 #include <korvatin/korvatingenicamnodet.h>
 
@@ -191,6 +193,9 @@ private:
     // tree, the pixel read-out in the status bar, and the statistics and histogram panels.
     void SetUpTools();
     void SetUpPixelReadout();
+    void SetUpStatisticsPanel();
+    // Statistics timer (1000 ms while connected): the panel's figures since the connection.
+    void RefreshStatistics();
     void SetUpToolBar();
     void ConnectActions();
     void ConnectCameraSwitch();
@@ -272,6 +277,9 @@ private:
     // The engineer's tools (SetUpTools); owned by this window through Qt parents.
     CFeatureTreeFinder* m_featureFinder = nullptr;
     CPixelReadout* m_pixelReadout = nullptr;
+    QLabel* m_labelStatistics = nullptr;
+    QTimer* m_statisticsTimer = nullptr;
+    CStreamStatistics m_statistics;
 
     bool m_connected = false;
     bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle
