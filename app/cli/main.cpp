@@ -2,6 +2,7 @@
 // frames, and changes their network settings.
 #include "clicommands.h"
 #include "clifeaturehelpcommands.h"
+#include "clihistogramcommand.h"
 #include "climaintenancecommands.h"
 #include "clinetworkcommands.h"
 #include "clioptions.h"
@@ -104,6 +105,8 @@ int main(int argc, char** argv) {
             networkCommands.Reboot(args[0]);
         else if (options.command == "ip-config")
             networkCommands.IpConfig(args[0]);
+        else if (options.command == "histogram")
+            CCliHistogramCommand(options, commands, std::cout).Histogram(args[0]);
         else if (options.command == "describe")
             CCliFeatureHelpCommands(commands, std::cout).Describe(args[0], args[1]);
         else
