@@ -37,6 +37,7 @@ class QTreeWidgetItem;
 
 class CFeatureTreeFinder;
 class CPixelReadout;
+class CHistogramPanel;
 
 namespace Ui {
 class MainWindow;
@@ -194,6 +195,7 @@ private:
     void SetUpTools();
     void SetUpPixelReadout();
     void SetUpStatisticsPanel();
+    void SetUpHistogramPanel();
     // Statistics timer (1000 ms while connected): the panel's figures since the connection.
     void RefreshStatistics();
     void SetUpToolBar();
@@ -280,6 +282,7 @@ private:
     QLabel* m_labelStatistics = nullptr;
     QTimer* m_statisticsTimer = nullptr;
     CStreamStatistics m_statistics;
+    CHistogramPanel* m_histogramPanel = nullptr;
 
     bool m_connected = false;
     bool m_panelWidthByUser = false;        // the user moved the feature panel's splitter handle

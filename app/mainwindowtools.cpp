@@ -1,10 +1,12 @@
 // The engineer's tools on top of the main window: the feature finder above the feature tree and
-// the pixel read-out after the status bar's own fields, the stream statistics panel after Help.
+// the pixel read-out after the status bar's own fields, the stream statistics and histogram panels
+// after Help.
 #include "mainwindow.h"
 
 #include "ui_mainwindow.h"
 
 #include <featuretreefinder.h>
+#include <histogrampanel.h>
 #include <korvatincameraviewlane.h>
 #include <pixelreadout.h>
 #include <qframefoldable.h>
@@ -26,6 +28,7 @@ void MainWindow::SetUpTools() {
     panel->insertWidget(panel->indexOf(ui->treeWidgetGenICam), m_featureFinder->FilterRow());
     SetUpPixelReadout();
     SetUpStatisticsPanel();
+    SetUpHistogramPanel();
 }
 
 void MainWindow::SetUpPixelReadout() {
@@ -79,4 +82,18 @@ void MainWindow::RefreshStatistics() {
     const CStreamStatistics::Figures figures =
         m_statistics.Sample(*m_session, payload, CStreamStatistics::Clock::now());
     m_labelStatistics->setText(QString::fromStdString(CStreamStatistics::Text(figures)));
+}
+
+void MainWindow::SetUpHistogramPanel() {
+    auto* panel = new QFrameFoldable(ui->frameLeft);
+    panel->setObjectName("qFrameFoldable_histogram");
+    panel->setToolTip("Histogram");
+    m_histogramPanel = new CHistogramPanel(ui->widgetGrabbedFrame, panel);
+    m_histogramPanel->setObjectName("widget_histogram");
+    // What the panel takes as its foldable content.
+    m_histogramPanel->setAccessibleName("widget_histogram");
+    panel->InitFoldable();
+    auto* side = qobject_cast<QBoxLayout*>(ui->frameLeft->layout());
+    side->insertWidget(
+        side->indexOf(ui->frameLeft->findChild<QWidget*>("qFrameFoldable_statistics")) + 1, panel);
 }

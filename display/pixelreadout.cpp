@@ -15,6 +15,7 @@ CPixelReadout::CPixelReadout(CQwidgetGrabbedFrame* display, QLabel* label, QObje
     : QObject(parent), m_display(display), m_label(label) {
     m_display->setMouseTracking(true);
     m_display->installEventFilter(this);
+    m_label->hide();
 }
 
 bool CPixelReadout::ImagePosition(const QRect& visible, const QSize& widgetSize, const QPoint& pos,
@@ -51,7 +52,10 @@ QString CPixelReadout::TextAt(const QPoint& pos) const {
 }
 
 void CPixelReadout::Refresh() {
-    m_label->setText(m_pointerInside ? TextAt(m_pointer) : QString());
+    const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
+    m_label->setText(text);
+    // An empty field takes no room after the described ones.
+    m_label->setVisible(!text.isEmpty());
 }
 
 bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
