@@ -29,6 +29,25 @@ int unpackedMonoBits(uint32_t code) {
     }
 }
 
+// Unpacked Bayer formats: their depth and the 2 x 2 cell (first row, then second); 0 otherwise.
+int unpackedBayer(uint32_t code, const char** cell) {
+    static const char* const kCells[] = {"GRBG", "RGGB", "GBRG", "BGGR"};
+    struct Entry {
+        uint32_t first;
+        int bits;
+    };
+    // Each depth's four orders follow each other in the order GR, RG, GB, BG.
+    static const Entry kEntries[] = {
+        {0x01080008, 8}, {0x0110000C, 10}, {0x01100010, 12}, {0x0110002E, 16}};
+    for (const Entry& entry : kEntries) {
+        if (code >= entry.first && code < entry.first + 4) {
+            *cell = kCells[code - entry.first];
+            return entry.bits;
+        }
+    }
+    return 0;
+}
+
 CFrameHistogram::Region cut(const CFrameHistogram::Region& region, uint32_t width,
                             uint32_t height) {
     CFrameHistogram::Region r = region;
@@ -113,6 +132,29 @@ void CFrameHistogram::AddRgb8(const uint8_t* data, uint32_t stride, const Region
     }
 }
 
+void CFrameHistogram::AddMosaic(const uint8_t* data, uint32_t stride, const Region& r, int bits,
+                                const char* cell) {
+    uint64_t* channels[3] = {m_channels[0].bins.data(), m_channels[1].bins.data(),
+                             m_channels[2].bins.data()};
+    const uint32_t mask = (1u << bits) - 1;
+    for (uint32_t y = r.y; y < r.y + r.height; ++y) {
+        const uint8_t* line = data + size_t(y) * stride;
+        // The two colours of this line's cells, for even and odd columns.
+        uint64_t* colour[2];
+        for (int k = 0; k < 2; ++k) {
+            const char c = cell[(y & 1) * 2 + k];
+            colour[k] = channels[c == 'R' ? 0 : c == 'G' ? 1 : 2];
+        }
+        if (bits <= 8) {
+            for (uint32_t x = r.x; x < r.x + r.width; ++x)
+                ++colour[x & 1][line[x]];
+        } else {
+            for (uint32_t x = r.x; x < r.x + r.width; ++x)
+                ++colour[x & 1][(line[2 * x] | (uint32_t(line[2 * x + 1]) << 8)) & mask];
+        }
+    }
+}
+
 bool CFrameHistogram::Add(const CKorvatinFrame& frame, uint32_t bayerMode, const Region& region,
                           void* context) {
     const uint32_t width = frame.Width();
@@ -149,7 +191,22 @@ bool CFrameHistogram::Add(const CKorvatinFrame& frame, uint32_t bayerMode, const
         ++m_frames;
         return true;
     }
-    // Packed, Bayer and YUV formats: as the display shows them, 8 bits per channel.
+    // A mosaic shown in colour: each cell counts into its own colour, at the format's depth, as
+    // the sensor measured it (no interpolated value is counted).
+    const char* cell = nullptr;
+    const int bayerBits = unpackedBayer(code, &cell);
+    if (bayerBits != 0 && (bayerMode & 3) != 0) {
+        const size_t bytes = bayerBits > 8 ? 2 : 1;
+        const uint32_t stride = frame.Stride() ? frame.Stride() : uint32_t(width * bytes);
+        if (size_t(height - 1) * stride + width * bytes > frame.DataSize())
+            return false;
+        Prepare(3, bayerBits);
+        AddMosaic(frame.Data(), stride, r, bayerBits, cell);
+        ++m_frames;
+        return true;
+    }
+    // Packed, YUV and uninterpolated Bayer formats: as the display shows them, 8 bits per
+    // channel.
     const uint32_t conversion = (bayerMode & 3) | 4;
     uint32_t type = 0;
     size_t bytes = 0;

@@ -34,11 +34,14 @@ public:
 
     // Adds the pixels of `frame` in `region` (cut to the image). Grey formats count their
     // levels at their own depth (Mono8 to Mono16 unpacked: 2^bits bins); RGB and BGR 8-bit
-    // formats count their three components; any other format goes through the SDK's
-    // conversion with `bayerMode` (0 none: the mosaic as grey, 1 nearest neighbour,
-    // 3 bilinear) to 8-bit grey or RGB first, with `context` the conversion context (may be
-    // null). A frame of another kind of channels or depth than the frames added before starts
-    // the histogram anew. Returns false, adding nothing, for a format the SDK cannot convert.
+    // formats count their three components; an unpacked Bayer mosaic shown in colour
+    // (`bayerMode` 1 nearest neighbour or 3 bilinear) counts each cell into its own colour at
+    // the format's depth, the values the sensor measured (red and blue a quarter of the
+    // pixels each, green half); any other format, and a mosaic with `bayerMode` 0, goes
+    // through the SDK's conversion to 8-bit grey or RGB as the display shows it, with
+    // `context` the conversion context (may be null). A frame of another kind of channels or depth
+    // than the frames added before starts the histogram anew. Returns false, adding nothing, for a
+    // format the SDK cannot convert.
     bool Add(const CKorvatinFrame& frame, uint32_t bayerMode, const Region& region, void* context);
     void Clear();
 
@@ -56,6 +59,8 @@ private:
     void AddGrey8(const uint8_t* data, uint32_t stride, const Region& r);
     void AddGrey16(const uint8_t* data, uint32_t stride, const Region& r, int bits);
     void AddRgb8(const uint8_t* data, uint32_t stride, const Region& r, int step, bool bgr);
+    void AddMosaic(const uint8_t* data, uint32_t stride, const Region& r, int bits,
+                   const char* cell);
 
     int m_bits = 0;
     std::vector<Channel> m_channels;

@@ -55,7 +55,8 @@ int costBench(int rounds) {
                               {"Mono12", 0x01100005, 2, 0},
                               {"RGB8", 0x02180014, 3, 0},
                               {"BayerRG8 none (grey)", 0x01080009, 1, 0},
-                              {"BayerRG8 bilinear (colour)", 0x01080009, 1, 3}};
+                              {"BayerRG8 colour (cells)", 0x01080009, 1, 3},
+                              {"BayerRG12 colour (cells)", 0x01100011, 2, 3}};
     std::mt19937 random(20);
     std::printf("histogram of one %u x %u frame, median of %d rounds (ms)\n", kWidth, kHeight,
                 rounds);

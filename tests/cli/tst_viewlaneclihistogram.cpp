@@ -144,6 +144,24 @@ private slots:
             QVERIFY(e.bins.front() > 0 && e.bins.back() > 0);
     }
 
+    // Shown in colour, a mosaic counts each cell in its own colour: red and blue from a quarter
+    // of the pixels each, green from half, the levels as the sensor sent them.
+    void aColourMosaicCountsEachCellInItsColour() {
+        const QByteArray raw = SavedRaw("BayerRG8");
+        QCOMPARE(raw.size(), kWidth * kHeight);
+        const CliRun run = RunCli({"histogram", kAddress, "--frames", "2", "--bins", "--bayer",
+                                   "bilinear", "--pixel-format", "BayerRG8"});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join('\n')));
+        QList<Expected> expected{{"red", QVector<quint64>(256, 0)},
+                                 {"green", QVector<quint64>(256, 0)},
+                                 {"blue", QVector<quint64>(256, 0)}};
+        static const int kCell[4] = {0, 1, 1, 2}; // RGGB
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x)
+                ++expected[kCell[(y & 1) * 2 + (x & 1)]].bins[quint8(raw[y * kWidth + x])];
+        Compare(run.out, expected, 2);
+    }
+
     void figuresWithoutBinsAreOneLinePerChannel() {
         const CliRun run = RunCli({"histogram", kAddress, "--pixel-format", "RGB8"});
         QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join('\n')));
