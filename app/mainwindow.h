@@ -190,7 +190,7 @@ private slots:
 
 private:
     void SetUpStatusBar();
-    // The engineer's tools added on top of the described window: the feature finder above the
+    // The engineer's tools added on top of the window's own widgets: the feature finder above the
     // tree, the pixel read-out in the status bar, and the statistics and histogram panels.
     void SetUpTools();
     void SetUpPixelReadout();

@@ -37,7 +37,7 @@ void MainWindow::SetUpPixelReadout() {
     label->setStyleSheet("color: rgb(255, 255, 255);");
     label->setMinimumWidth(0);
     label->setToolTip("Image coordinates and the value the camera sent there");
-    // After the described fields, taking what room is left.
+    // After the status bar's own eight fields, taking what room is left.
     ui->statusBar->addWidget(label, 1);
     m_pixelReadout = new CPixelReadout(ui->widgetGrabbedFrame, label, this);
 }

@@ -9,6 +9,7 @@
 #include <QEvent>
 #include <QLabel>
 #include <QThread>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <cstring>
@@ -44,6 +45,11 @@ CHistogramPanel::CHistogramPanel(CQwidgetGrabbedFrame* display, QWidget* parent)
     layout->addWidget(m_figures);
     connect(m_logarithmic, &QCheckBox::toggled, m_view, &CHistogramView::SetLogarithmic);
 
+    m_showLate = new QTimer(this);
+    m_showLate->setSingleShot(true);
+    m_showLate->setInterval(250);
+    connect(m_showLate, &QTimer::timeout, this, &CHistogramPanel::Show);
+
     m_thread = new QThread(this);
     m_thread->setObjectName("histogram");
     m_worker = new QObject;
@@ -61,15 +67,38 @@ CHistogramPanel::~CHistogramPanel() {
     delete m_worker;
 }
 
+void CHistogramPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // The window this panel is in now; its update requests bring the histogram on screen.
+    QObject* top = window();
+    if (top != m_watchedWindow) {
+        if (m_watchedWindow)
+            m_watchedWindow->removeEventFilter(this);
+        m_watchedWindow = top;
+        m_watchedWindow->installEventFilter(this);
+        connect(m_watchedWindow, &QObject::destroyed, this, [this](QObject* gone) {
+            if (gone == m_watchedWindow)
+                m_watchedWindow = nullptr;
+        });
+    }
+}
+
 bool CHistogramPanel::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_display && event->type() == QEvent::Paint && isVisible())
         TakeFrame();
+    // Marked for repainting before the window repaints what is due: one composition for both.
+    if (watched == m_watchedWindow && event->type() == QEvent::UpdateRequest && m_pending)
+        Show();
     return QWidget::eventFilter(watched, event);
 }
 
 void CHistogramPanel::TakeFrame() {
     const CKorvatinFrameConverted* holder = m_display->CurrentFrame();
     if (holder == nullptr || m_busy)
+        return;
+    // The histogram follows the display at most kShowIntervalMs apart: each time it is drawn the
+    // window is composed anew, which on a machine without a GPU costs as much as a frame.
+    if (m_sinceTaken.isValid() && m_sinceTaken.elapsed() < kShowIntervalMs)
         return;
     const CKorvatinFrame* raw = holder->SourceRawFrame() ? holder->SourceRawFrame() : holder;
     if (raw->Data() == nullptr || raw->DataSize() == 0)
@@ -79,6 +108,7 @@ void CHistogramPanel::TakeFrame() {
         return;
     m_lastFrame = raw;
     m_lastBlockId = raw->BlockId();
+    m_sinceTaken.start();
 
     auto copy = std::make_shared<FrameCopy>();
     copy->pixels.assign(raw->Data(), raw->Data() + raw->DataSize());
@@ -101,21 +131,32 @@ void CHistogramPanel::TakeFrame() {
             CFrameHistogram histogram;
             histogram.Add(copy->frame, copy->bayerMode, copy->region, nullptr);
             QMetaObject::invokeMethod(
-                this, [this, histogram, region = copy->region] { Show(histogram, region); },
+                this, [this, histogram, region = copy->region] { Arrived(histogram, region); },
                 Qt::QueuedConnection);
         },
         Qt::QueuedConnection);
 }
 
-void CHistogramPanel::Show(const CFrameHistogram& histogram,
-                           const CFrameHistogram::Region& region) {
+void CHistogramPanel::Arrived(const CFrameHistogram& histogram,
+                              const CFrameHistogram::Region& region) {
     m_busy = false;
     if (histogram.Channels().empty())
         return;
+    m_pending = true;
+    m_pendingHistogram = histogram;
+    m_pendingRegion = region;
+    m_showLate->start();
+}
+
+void CHistogramPanel::Show() {
+    m_showLate->stop();
+    if (!m_pending)
+        return;
+    m_pending = false;
     ++m_computed;
-    m_shownRegion = region;
-    m_view->SetHistogram(histogram);
-    m_figures->setText(FiguresText(histogram));
+    m_shownRegion = m_pendingRegion;
+    m_view->SetHistogram(m_pendingHistogram);
+    m_figures->setText(FiguresText(m_pendingHistogram));
     emit histogramShown();
 }
 

@@ -6,6 +6,7 @@
 
 #include <framehistogram.h>
 
+#include <QElapsedTimer>
 #include <QWidget>
 
 #include <atomic>
@@ -16,6 +17,7 @@ class CQwidgetGrabbedFrame;
 class QCheckBox;
 class QLabel;
 class QThread;
+class QTimer;
 
 class CHistogramPanel : public QWidget {
     Q_OBJECT
@@ -38,12 +40,16 @@ signals:
     void histogramShown();
 
 protected:
-    // GUI thread: the display's paints, each of which may bring a new frame.
+    // GUI thread: the display's paints, each of which may bring a new frame, and the window's
+    // update requests, with which a counted histogram goes on screen.
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     void TakeFrame();
-    void Show(const CFrameHistogram& histogram, const CFrameHistogram::Region& region);
+    // Keeps a counted histogram until the window repaints anyway.
+    void Arrived(const CFrameHistogram& histogram, const CFrameHistogram::Region& region);
+    void Show();
 
     CQwidgetGrabbedFrame* m_display;
     CHistogramView* m_view;
@@ -59,4 +65,15 @@ private:
     uint64_t m_lastBlockId = 0;
     uint32_t m_computed = 0;
     CFrameHistogram::Region m_shownRegion;
+    // Counted and not yet on screen. Every repaint of a widget in a window that holds the
+    // OpenGL display composes the whole window again, which costs as much as a displayed
+    // frame; so the histogram is drawn in the same repaint as the display's next frame, and
+    // by m_showLate only when no such repaint comes.
+    static constexpr qint64 kShowIntervalMs = 500;
+    QElapsedTimer m_sinceTaken;
+    bool m_pending = false;
+    CFrameHistogram m_pendingHistogram;
+    CFrameHistogram::Region m_pendingRegion;
+    QTimer* m_showLate;
+    QObject* m_watchedWindow = nullptr;
 };

@@ -54,7 +54,7 @@ QString CPixelReadout::TextAt(const QPoint& pos) const {
 void CPixelReadout::Refresh() {
     const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
     m_label->setText(text);
-    // An empty field takes no room after the described ones.
+    // An empty field takes no room after the status bar's own ones.
     m_label->setVisible(!text.isEmpty());
 }
 

@@ -5,6 +5,7 @@
 #include "displaytimerprecise.h"
 #include "framehistogram.h"
 #include "histogrampanel.h"
+#include "histogramview.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
 #include "loopbackdevice.h"
@@ -17,14 +18,18 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QHBoxLayout>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <random>
 #include <string>
 #include <vector>
@@ -37,6 +42,19 @@ constexpr uint32_t kWidth = 2448;
 constexpr uint32_t kHeight = 2048;
 // The main window's conversion target for the display: RGB10Packed, sized for the camera.
 constexpr uint32_t kOutputPixelType = 0x02300018;
+
+double threadCpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+double processCpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
 
 double msSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -60,7 +78,7 @@ int costBench(int rounds) {
     std::mt19937 random(20);
     std::printf("histogram of one %u x %u frame, median of %d rounds (ms)\n", kWidth, kHeight,
                 rounds);
-    std::printf("%-28s %10s %10s %10s\n", "format", "count", "copy", "zoomed 1/4");
+    std::printf("%-28s %10s %10s %10s %10s\n", "format", "count", "copy", "zoomed 1/4", "draw");
     for (const Format& f : formats) {
         std::vector<uint8_t> pixels(size_t(kWidth) * kHeight * f.bytesPerPixel);
         for (size_t i = 0; i < pixels.size(); i += 2) {
@@ -102,12 +120,35 @@ int costBench(int rounds) {
             std::sort(v.begin(), v.end());
             return v[v.size() / 2];
         };
-        std::printf("%-28s %10.2f %10.2f %10.2f\n", f.name, median(counts), median(copies),
-                    median(zoomed));
+        // What the panel then draws on the GUI thread.
+        CHistogramView view;
+        view.resize(232, 90);
+        CFrameHistogram histogram;
+        histogram.Add(frame, f.bayerMode, {}, nullptr);
+        view.SetHistogram(histogram);
+        std::vector<double> draws;
+        for (int round = 0; round <= rounds; ++round) {
+            const Clock::time_point start = Clock::now();
+            view.grab();
+            if (round > 0)
+                draws.push_back(msSince(start));
+        }
+        std::printf("%-28s %10.2f %10.2f %10.2f %10.2f\n", f.name, median(counts), median(copies),
+                    median(zoomed), median(draws));
         std::printf("RESULT cost %s: %.2f ms a frame (%.0f frames/s on one core)\n", f.name,
                     median(counts), 1000.0 / median(counts));
     }
     return 0;
+}
+
+double loadAverage() {
+    double load = 0;
+    if (FILE* file = std::fopen("/proc/loadavg", "r")) {
+        if (std::fscanf(file, "%lf", &load) != 1)
+            load = 0;
+        std::fclose(file);
+    }
+    return load;
 }
 
 void runFor(double seconds) {
@@ -124,15 +165,23 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
     CAppSettings settings(dir.filePath("settings.ini"));
     CKorvatinCameraViewlane session(settings);
 
-    CQFrameSplitterCentral area;
-    area.resize(1190, 950);
-    auto* widget = new CQwidgetGrabbedFrame(&area);
-    area.show();
-    QWidget side;
-    side.resize(240, 400);
-    auto* panel = new CHistogramPanel(widget, &side);
-    panel->resize(240, 400);
-    if (!QTest::qWaitForWindowExposed(&area)) {
+    // One window as in the viewer: the side panel with the histogram beside the display, so
+    // that their updates share the window's composition.
+    QWidget window;
+    auto* layout = new QHBoxLayout(&window);
+    auto* side = new QWidget(&window);
+    side->setFixedWidth(240);
+    auto* sideLayout = new QVBoxLayout(side);
+    auto* area = new CQFrameSplitterCentral(&window);
+    area->setMinimumSize(1190, 950);
+    layout->addWidget(side);
+    layout->addWidget(area, 1);
+    auto* widget = new CQwidgetGrabbedFrame(area);
+    auto* panel = new CHistogramPanel(widget, side);
+    sideLayout->addWidget(panel);
+    sideLayout->addStretch(1);
+    window.show();
+    if (!QTest::qWaitForWindowExposed(&window)) {
         std::fprintf(stderr, "korvatin-histogram-bench: the window was never shown\n");
         return 1;
     }
@@ -176,12 +225,13 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
     uint32_t histograms = 0;
     for (int turn = 0; turn < 2 * turns; ++turn) {
         const int open = turn % 2;
-        side.setVisible(open == 1);
+        panel->setVisible(open == 1);
         // The first second of a turn is not counted: the panel settles.
         runFor(1);
         const uint32_t painted0 = widget->PaintedFrameCount();
         const uint32_t grabbed0 = session.grabbedFrameCount.load();
         const uint32_t computed0 = panel->ComputedCount();
+        const double gui0 = threadCpuSeconds(), process0 = processCpuSeconds();
         QElapsedTimer elapsed;
         elapsed.start();
         runFor(seconds);
@@ -191,9 +241,13 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         time[open] += s;
         if (open)
             histograms += panel->ComputedCount() - computed0;
-        std::printf("turn %d, panel %s: display %.2f fps, capture %.2f fps\n", turn + 1,
-                    open ? "open" : "closed", (widget->PaintedFrameCount() - painted0) / s,
-                    (session.grabbedFrameCount.load() - grabbed0) / s);
+        std::printf("turn %d, panel %s: display %.2f fps, capture %.2f fps, GUI thread %.0f %%, "
+                    "process %.0f %% of one core, load %.2f\n",
+                    turn + 1, open ? "open" : "closed",
+                    (widget->PaintedFrameCount() - painted0) / s,
+                    (session.grabbedFrameCount.load() - grabbed0) / s,
+                    100 * (threadCpuSeconds() - gui0) / s,
+                    100 * (processCpuSeconds() - process0) / s, loadAverage());
     }
     timer.stop();
     if (CKorvatinFrameConverted* frame = widget->TakeFrame())

@@ -152,7 +152,7 @@ private slots:
                          "qFrameFoldable_device_config=Device Configuration",
                          "qFrameFoldable_hostSettings=Host Settings", "qFrameFoldable_file=File",
                          "qFrameFoldable_recording=Recording", "qFrameFoldable_help=Help",
-                         // The engineer's panels come after the described ones.
+                         // The engineer's panels come after the window's own six.
                          "qFrameFoldable_statistics=Stream Statistics",
                          "qFrameFoldable_histogram=Histogram"}));
         auto* splitter = Find<QSplitter>(window.get(), "splitter");
@@ -427,7 +427,7 @@ private slots:
         auto window = MakeWindow("showDropFrame=true\n");
         const auto labels =
             window->statusBar()->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly);
-        // The pixel read-out follows the eight described fields, hidden while it has nothing
+        // The pixel read-out follows the status bar's eight fields, hidden while it has nothing
         // to say.
         QCOMPARE(labels.size(), 9);
         QCOMPARE(labels[8]->objectName(), QString("label_pixelValue"));
