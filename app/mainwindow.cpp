@@ -61,16 +61,6 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     ui->treeWidgetGenICam->setColumnWidth(1, 500);
     // Fitting the name column to its contents measures every row, not only the first thousand.
     ui->treeWidgetGenICam->header()->setResizeContentsPrecision(-1);
-    for (QAction* action : findChildren<QAction*>())
-        if (action->isCheckable() && !action->icon().isNull())
-            action->setIcon(WithCheckedState(action->icon()));
-    auto* buttonStyle = new CDarkButtonTextStyle();
-    buttonStyle->setParent(this);
-    for (QPushButton* button : ui->frameLeft->findChildren<QPushButton*>())
-        button->setStyle(buttonStyle);
-    m_panelFitter = new CPanelFitter(ui->splitter, ui->frameLeft, ui->frameCentral, ui->frameRight,
-                                     ui->treeWidgetGenICam, ui->qFrameFoldable_devices,
-                                     ui->tableWidgetDevices, this);
     // The central widget's black background cascades to every descendant, the feature editors
     // placed in the tree included; the tree's own rule covers only the tree. The editors sit in
     // its viewport, whose white background they inherit instead.
@@ -109,6 +99,18 @@ MainWindow::MainWindow(QWidget* parent, const QString& settingsFile)
     SetUpToolBar();
     ConnectActions();
     ConnectCameraSwitch();
+    SetUpTools();
+    // Once every panel, button and action is in place.
+    for (QAction* action : findChildren<QAction*>())
+        if (action->isCheckable() && !action->icon().isNull())
+            action->setIcon(WithCheckedState(action->icon()));
+    auto* buttonStyle = new CDarkButtonTextStyle();
+    buttonStyle->setParent(this);
+    for (QPushButton* button : ui->frameLeft->findChildren<QPushButton*>())
+        button->setStyle(buttonStyle);
+    m_panelFitter = new CPanelFitter(ui->splitter, ui->frameLeft, ui->frameCentral, ui->frameRight,
+                                     ui->treeWidgetGenICam, ui->qFrameFoldable_devices,
+                                     ui->tableWidgetDevices, this);
 
     m_averageValidator = new QIntValidator(1, 100, this);
     ui->lineEdit_fameAve->setValidator(m_averageValidator);

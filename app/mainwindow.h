@@ -2,6 +2,8 @@
 // status bar.
 #pragma once
 
+#include <streamstatistics.h>
+
 #include <korvatin/gigevisiondeviceinfo.h>
 #include <korvatin/korvatingenicamnodet.h>
 
@@ -33,6 +35,10 @@ class QIntValidator;
 class QLabel;
 class QTimer;
 class QTreeWidgetItem;
+
+class CFeatureTreeFinder;
+class CPixelReadout;
+class CHistogramPanel;
 
 namespace Ui {
 class MainWindow;
@@ -184,6 +190,14 @@ private slots:
 
 private:
     void SetUpStatusBar();
+    // The engineer's tools added on top of the window's own widgets: the feature finder above the
+    // tree, the pixel read-out in the status bar, and the statistics and histogram panels.
+    void SetUpTools();
+    void SetUpPixelReadout();
+    void SetUpStatisticsPanel();
+    void SetUpHistogramPanel();
+    // Statistics timer (1000 ms while connected): the panel's figures since the connection.
+    void RefreshStatistics();
     void SetUpToolBar();
     void ConnectActions();
     void ConnectCameraSwitch();
@@ -267,6 +281,14 @@ private:
     QLabel* m_labelDropped = nullptr;
     QLabel* m_labelZoomCaption = nullptr;
     QLabel* m_labelZoom = nullptr;
+
+    // The engineer's tools (SetUpTools); owned by this window through Qt parents.
+    CFeatureTreeFinder* m_featureFinder = nullptr;
+    CPixelReadout* m_pixelReadout = nullptr;
+    QLabel* m_labelStatistics = nullptr;
+    QTimer* m_statisticsTimer = nullptr;
+    CStreamStatistics m_statistics;
+    CHistogramPanel* m_histogramPanel = nullptr;
 
     bool m_connected = false;
     bool m_jobDialogOpen = false;                   // RunJobDialog runs its dialog

@@ -6,6 +6,7 @@
 
 #include "ui_mainwindow.h"
 
+#include <featuretreefinder.h>
 #include <genicambooleanframe.h>
 #include <genicamcommandframe.h>
 #include <genicamenumerationframe.h>
@@ -124,6 +125,7 @@ void MainWindow::BuildGENiCAMTree() {
     const QString rootName = DisplayNameOf(root, kRootNameSize);
     auto* rootItem = new QTreeWidgetItem(0);
     rootItem->setText(0, rootName);
+    CFeatureTreeFinder::TagItem(rootItem, root);
     ClearReadonlyNodesPolling();
     ui->treeWidgetGenICam->clear();
 
@@ -154,6 +156,9 @@ void MainWindow::BuildGENiCAMTree() {
         viewport->show();
 
     StartPollingIfChecked();
+    // A rebuilt tree is filtered as the user asked for the one before.
+    if (m_featureFinder)
+        m_featureFinder->Apply();
 
     const QVariant error = rootItem->data(1, NodeErrorRole);
     if (error.isValid() && !error.isNull())
@@ -263,6 +268,7 @@ void MainWindow::AddGENiCAMNode(QTreeWidgetItem* parent, CKorvatinGenICamNodeT n
     }
 
     item->setText(0, name);
+    CFeatureTreeFinder::TagItem(item, node);
     if (!attachedAtOnce)
         parent->addChild(item);
 

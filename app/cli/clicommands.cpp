@@ -5,6 +5,7 @@
 #include "featurevalue.h"
 
 #include <korvatin/korvatincamera.h>
+#include <korvatin/korvatinfeaturehelp.h>
 
 #include <algorithm>
 #include <functional>
@@ -143,7 +144,10 @@ void CCliCommands::Tree(const std::string& device) {
     ConnectForReading(camera, device);
     TreeNode root;
     std::string path;
-    ReadNode(camera.GetGENiCAMRoot(), path, root);
+    // --visibility leaves out the features above the user's level, and what is under them.
+    EKorvatinVisibility level = EKorvatinVisibility::Guru;
+    const bool filtered = CKorvatinFeatureHelp::ParseVisibility(options_.visibility, &level);
+    ReadNode(camera.GetGENiCAMRoot(), path, filtered ? &level : nullptr, root);
     if (options_.json) {
         const std::function<QJsonObject(const TreeNode&)> toJson = [&](const TreeNode& node) {
             QJsonObject object{{"displayName", CCliJson::Text(node.displayName)},
@@ -169,7 +173,8 @@ void CCliCommands::Tree(const std::string& device) {
 
 // Every failure of one node is kept in that node's fields, in the place of what could not be
 // had; the walk always goes on.
-void CCliCommands::ReadNode(const CKorvatinGenICamNodeT& node, std::string& path, TreeNode& into) {
+void CCliCommands::ReadNode(const CKorvatinGenICamNodeT& node, std::string& path,
+                            const EKorvatinVisibility* level, TreeNode& into) {
     const auto field = [](const auto& get) -> std::string {
         try {
             return oneLine(get());
@@ -217,8 +222,11 @@ void CCliCommands::ReadNode(const CKorvatinGenICamNodeT& node, std::string& path
     path += marker;
     into.features.reserve(features.size());
     for (const CKorvatinGenICamNodeT& feature : features) {
+        if (level != nullptr &&
+            !CKorvatinFeatureHelp::ShownAt(CKorvatinFeatureHelp::Visibility(feature), *level))
+            continue;
         into.features.emplace_back();
-        ReadNode(feature, path, into.features.back());
+        ReadNode(feature, path, level, into.features.back());
     }
     path.resize(pathLength);
 }

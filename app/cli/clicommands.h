@@ -5,6 +5,7 @@
 
 #include <korvatin/gigevisiondeviceinfo.h>
 #include <korvatin/korvatinexception.h>
+#include <korvatin/korvatinfeaturehelp.h>
 
 #include <iosfwd>
 #include <string>
@@ -48,7 +49,9 @@ private:
     // not be read holds why.
     struct TreeNode;
     static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
-    static void ReadNode(const CKorvatinGenICamNodeT& node, std::string& path, TreeNode& into);
+    // `level`: the --visibility level features are shown up to; null shows every feature.
+    static void ReadNode(const CKorvatinGenICamNodeT& node, std::string& path,
+                         const EKorvatinVisibility* level, TreeNode& into);
     void PrintNode(const TreeNode& node, int depth);
 
     const CCliOptions& options_;

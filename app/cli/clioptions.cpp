@@ -3,6 +3,8 @@
 
 #include <korvatincameraviewlane.h>
 
+#include <korvatin/korvatinfeaturehelp.h>
+
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -86,6 +88,10 @@ int expectedArguments(const std::string& command) {
         return 1;
     if (command == "doctor")
         return kZeroOrOne;
+    if (command == "describe")
+        return 2;
+    if (command == "histogram")
+        return 1;
     return -1;
 }
 
@@ -99,8 +105,18 @@ const char* CCliOptions::Usage() {
            "                             IP address, model, MAC, host interface (tab-separated),\n"
            "                             after a header line that --no-header leaves out\n"
            "  tree DEVICE                every feature from Root, two spaces of indent per depth:\n"
-           "                             display name, name, type, access, value (tab-separated)\n"
+           "                             display name, name, type, access, value (tab-separated);\n"
+           "                             with --visibility only those up to that level\n"
            "  get DEVICE FEATURE         the current value of one feature\n"
+           "  describe DEVICE FEATURE    what a feature says about itself, one \"Field: text\"\n"
+           "                             line each: name, type, access, description, range,\n"
+           "                             increment, unit, representation, address, visibility\n"
+           "  histogram DEVICE [--frames N] [--bayer MODE] [--bins]\n"
+           "                             per channel (grey, or red, green and blue) one line\n"
+           "                             CHANNEL min max mean stddev clipped-low clipped-high\n"
+           "                             over N frames (default 1); --bins adds the counts;\n"
+           "                             a Bayer mosaic counts as grey with --bayer none, else\n"
+           "                             each cell into its colour at the format's depth\n"
            "  set DEVICE FEATURE VALUE   writes one feature (integers in decimal or 0x hex,\n"
            "                             booleans true/false, enumerations by entry name,\n"
            "                             commands execute with 1 or execute)\n"
@@ -177,6 +193,9 @@ const char* CCliOptions::Usage() {
            "  --apply            ip-config: afterwards make the device restart its IP\n"
            "                     configuration (FORCEIP 0.0.0.0), so it takes it at once\n"
            "  --alternate        firmware-upgrade: write to the alternate flash address\n"
+           "  --visibility LEVEL tree: beginner, expert or guru; features above the level are\n"
+           "                     left out (default: every feature)\n"
+           "  --bins             histogram: also print \"CHANNEL LEVEL COUNT\" per non-empty bin\n"
            "  --help             this text\n"
            "  --version          the versions of viewlane-cli and of the camera SDK\n"
            "\n"
@@ -280,6 +299,13 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             options.ipConfig.apply = true;
         } else if (name == "--alternate" && !hasValue) {
             options.alternate = true;
+        } else if (name == "--visibility") {
+            options.visibility = takeValue();
+            if (!CKorvatinFeatureHelp::ParseVisibility(options.visibility, nullptr))
+                throw CUsageError("--visibility needs beginner, expert or guru, not \"" +
+                                  options.visibility + "\"");
+        } else if (name == "--bins" && !hasValue) {
+            options.bins = true;
         } else {
             throw CUsageError("unknown option " + arg);
         }
@@ -312,7 +338,9 @@ CCliOptions CCliOptions::Parse(int argc, char** argv) {
             {"force-ip", "force-ip MAC|SERIAL IP MASK GATEWAY"},
             {"reboot", "reboot MAC|SERIAL"},
             {"ip-config", "ip-config DEVICE"},
-            {"doctor", "doctor [DEVICE]"}};
+            {"doctor", "doctor [DEVICE]"},
+            {"describe", "describe DEVICE FEATURE"},
+            {"histogram", "histogram DEVICE [--frames N] [--bayer MODE] [--bins]"}};
         std::string form;
         for (const auto& entry : forms) {
             if (options.command == entry.first)

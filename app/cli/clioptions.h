@@ -64,4 +64,8 @@ public:
     IpConfig ipConfig;
 
     bool alternate = false; // --alternate: firmware-upgrade writes the alternate flash address
+
+    // Feature tree and image tools.
+    std::string visibility; // --visibility of tree: "beginner", "expert", "guru"; empty: all
+    bool bins = false;      // --bins: histogram prints its bins after the figures
 };

@@ -2,6 +2,8 @@
 // frames, and changes their network settings.
 #include "clicommands.h"
 #include "clidoctor.h"
+#include "clifeaturehelpcommands.h"
+#include "clihistogramcommand.h"
 #include "climaintenancecommands.h"
 #include "clinetworkcommands.h"
 #include "clioptions.h"
@@ -106,6 +108,10 @@ int main(int argc, char** argv) {
             networkCommands.Reboot(args[0]);
         else if (options.command == "ip-config")
             networkCommands.IpConfig(args[0]);
+        else if (options.command == "histogram")
+            CCliHistogramCommand(options, commands, std::cout).Histogram(args[0]);
+        else if (options.command == "describe")
+            CCliFeatureHelpCommands(commands, std::cout).Describe(args[0], args[1]);
         else
             commands.Set(args[0], args[1], args[2]);
         std::cout.flush();

@@ -6,6 +6,7 @@
 #include "uitesthelpers.h"
 
 #include <displaytimer.h>
+#include <histogramview.h>
 #include <korvatincameraviewlane.h>
 #include <qwidgetgrabbedframe.h>
 #include <simulatorprocess.h>
@@ -174,6 +175,19 @@ private slots:
             activate(window, name);
             QCOMPARE(window.Session()->GetDroppedFrameCount(), 0u);
             checked << name;
+        }
+
+        // The histogram panel's logarithmic scale, back and forth.
+        {
+            auto* log = window.findChild<QCheckBox*>("checkBox_histogramLog");
+            auto* view = window.findChild<CHistogramView*>("histogramView");
+            QVERIFY(log && view);
+            const bool before = view->Logarithmic();
+            log->click();
+            QCOMPARE(view->Logarithmic(), !before);
+            log->click();
+            QCOMPARE(view->Logarithmic(), before);
+            checked << "checkBox_histogramLog";
         }
 
         // Record and stop.

@@ -151,7 +151,10 @@ private slots:
             QStringList({"qFrameFoldable_devices=Devices",
                          "qFrameFoldable_device_config=Device Configuration",
                          "qFrameFoldable_hostSettings=Host Settings", "qFrameFoldable_file=File",
-                         "qFrameFoldable_recording=Recording", "qFrameFoldable_help=Help"}));
+                         "qFrameFoldable_recording=Recording", "qFrameFoldable_help=Help",
+                         // The engineer's panels come after the window's own six.
+                         "qFrameFoldable_statistics=Stream Statistics",
+                         "qFrameFoldable_histogram=Histogram"}));
         auto* splitter = Find<QSplitter>(window.get(), "splitter");
         QCOMPARE(splitter->orientation(), Qt::Horizontal);
         QCOMPARE(splitter->count(), 3);
@@ -420,11 +423,15 @@ private slots:
                                        "About Korvatin Viewlane"}));
     }
 
-    void statusBarHasEightLabels() {
+    void statusBarHasEightLabelsThenThePixelValue() {
         auto window = MakeWindow("showDropFrame=true\n");
         const auto labels =
             window->statusBar()->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly);
-        QCOMPARE(labels.size(), 8);
+        // The pixel read-out follows the status bar's eight fields, hidden while it has nothing
+        // to say.
+        QCOMPARE(labels.size(), 9);
+        QCOMPARE(labels[8]->objectName(), QString("label_pixelValue"));
+        QVERIFY(!labels[8]->isVisibleTo(window.get()));
         const int widths[] = {110, 50, 300, 200, 200, 50, 50, 100};
         for (int i = 0; i < 8; ++i) {
             QCOMPARE(labels[i]->minimumWidth(), widths[i]);

@@ -211,6 +211,15 @@ public:
     // a host that falls behind (images lost with few resends).
     uint64_t GetResentPacketCount();
     uint64_t GetIncompleteFrameCount();
+    // The same counts and the packets Aravis gave up on (missing), since this camera object was
+    // made and never cleared: a statistics view takes its own starting point.
+    struct StreamTotals {
+        uint64_t droppedFrames = 0;
+        uint64_t incompleteFrames = 0;
+        uint64_t resentPackets = 0;
+        uint64_t missingPackets = 0;
+    };
+    StreamTotals GetStreamTotals();
     // Buffers from AllocateFrameBuffer not yet freed: a buffer released while the stream holds
     // it counts until the stream lets it go. For leak checks.
     size_t AllocatedFrameBufferCount();

@@ -364,6 +364,16 @@ uint64_t CKorvatinCamera::GetIncompleteFrameCount() {
     return stream_->StreamStatistics().incompleteFrames;
 }
 
+CKorvatinCamera::StreamTotals CKorvatinCamera::GetStreamTotals() {
+    const korvatin::StreamChannel::Counts counts = stream_->StreamTotals();
+    StreamTotals totals;
+    totals.droppedFrames = counts.lost;
+    totals.incompleteFrames = counts.incompleteFrames;
+    totals.resentPackets = counts.resentPackets;
+    totals.missingPackets = counts.missingPackets;
+    return totals;
+}
+
 size_t CKorvatinCamera::AllocatedFrameBufferCount() {
     return stream_->BufferCount();
 }

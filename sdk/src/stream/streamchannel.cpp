@@ -342,6 +342,8 @@ void StreamChannel::StopLocked(const std::shared_ptr<GenicamDescription>& descri
         arv_stream_get_info_uint64_by_name(closing.Get(), "n_resent_packets");
     closedStreams_.incompleteFrames +=
         arv_stream_get_info_uint64_by_name(closing.Get(), "n_failures");
+    closedStreams_.missingPackets +=
+        arv_stream_get_info_uint64_by_name(closing.Get(), "n_missing_packets");
     skippedIds_ = 0;
     incompleteSinceComplete_ = 0;
     lastCompleteId_ = 0;
@@ -467,8 +469,15 @@ StreamChannel::Counts StreamChannel::Totals() {
         totals.resentPackets +=
             arv_stream_get_info_uint64_by_name(stream_.Get(), "n_resent_packets");
         totals.incompleteFrames += arv_stream_get_info_uint64_by_name(stream_.Get(), "n_failures");
+        totals.missingPackets +=
+            arv_stream_get_info_uint64_by_name(stream_.Get(), "n_missing_packets");
     }
     return totals;
+}
+
+StreamChannel::Counts StreamChannel::StreamTotals() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return Totals();
 }
 
 uint32_t StreamChannel::Dropped() {

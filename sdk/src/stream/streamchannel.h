@@ -80,17 +80,21 @@ public:
     };
     Statistics StreamStatistics();
 
+    // Every count since this channel was made, never cleared: frames lost, and Aravis' packets
+    // resent, packets missing (asked for again in vain) and images closed incomplete.
+    struct Counts {
+        uint64_t lost = 0;
+        uint64_t resentPackets = 0;
+        uint64_t incompleteFrames = 0;
+        uint64_t missingPackets = 0;
+    };
+    Counts StreamTotals();
+
     // Buffers not yet freed, released ones the stream still holds and the reserve included.
     size_t BufferCount();
 
 private:
     struct Buffer;
-    // Counts of one stream, or of all closed ones.
-    struct Counts {
-        uint64_t lost = 0;
-        uint64_t resentPackets = 0;
-        uint64_t incompleteFrames = 0;
-    };
 
     void StopLocked(const std::shared_ptr<GenicamDescription>& description);
     Buffer* Find(const CKorvatinFrame* frame);

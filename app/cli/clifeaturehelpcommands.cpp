@@ -1,0 +1,35 @@
+// viewlane-cli describe: what one feature says about itself, as the window's tool tip shows it.
+#include "clifeaturehelpcommands.h"
+
+#include "clicommands.h"
+
+#include <korvatin/korvatincamera.h>
+#include <korvatin/korvatinfeaturehelp.h>
+
+#include <algorithm>
+#include <ostream>
+
+CCliFeatureHelpCommands::CCliFeatureHelpCommands(CCliCommands& commands, std::ostream& out)
+    : commands_(commands), out_(out) {}
+
+void CCliFeatureHelpCommands::Describe(const std::string& device, const std::string& feature) {
+    CKorvatinCamera camera;
+    commands_.ConnectTo(camera, device);
+    CKorvatinGenICamNodeT node;
+    try {
+        node = camera.GetNodeByName(feature.c_str());
+    } catch (const CKorvatinException& e) {
+        if (e.Code() != QRN_ERR_NOT_FOUND)
+            throw;
+    }
+    if (!node.IsValid())
+        throw CKorvatinException("unknown feature \"" + feature +
+                                     "\": the device's description has no such feature",
+                                 QRN_ERR_NOT_FOUND);
+    for (CKorvatinFeatureHelp::Field field : CKorvatinFeatureHelp::Fields(node)) {
+        // One field a line: a description's own line breaks become spaces.
+        std::replace(field.text.begin(), field.text.end(), '\n', ' ');
+        std::replace(field.text.begin(), field.text.end(), '\r', ' ');
+        out_ << field.label << ": " << field.text << '\n';
+    }
+}

@@ -1,0 +1,286 @@
+// Histogram benchmark: the cost of counting one 2448 x 2048 frame, grey and colour ("cost"), and
+// the display and capture rates of the live path with the histogram panel open and closed, in
+// turns within one run ("live").
+#include "appsettings.h"
+#include "displaytimerprecise.h"
+#include "framehistogram.h"
+#include "histogrampanel.h"
+#include "histogramview.h"
+#include "korvatincameraviewlane.h"
+#include "korvatinframeconverted.h"
+#include "loopbackdevice.h"
+#include "qframesplittercentral.h"
+#include "qwidgetgrabbedframe.h"
+
+#include <korvatin/korvatincamera.h>
+#include <korvatin/korvatinframe.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QHBoxLayout>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uint32_t kWidth = 2448;
+constexpr uint32_t kHeight = 2048;
+// The main window's conversion target for the display: RGB10Packed, sized for the camera.
+constexpr uint32_t kOutputPixelType = 0x02300018;
+
+double threadCpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+double processCpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+double msSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+struct Format {
+    const char* name;
+    uint32_t code;
+    uint32_t bytesPerPixel;
+    uint32_t bayerMode;
+};
+
+// The median time of `rounds` counts of one frame, after one round not timed.
+int costBench(int rounds) {
+    const Format formats[] = {{"Mono8", 0x01080001, 1, 0},
+                              {"Mono12", 0x01100005, 2, 0},
+                              {"RGB8", 0x02180014, 3, 0},
+                              {"BayerRG8 none (grey)", 0x01080009, 1, 0},
+                              {"BayerRG8 colour (cells)", 0x01080009, 1, 3},
+                              {"BayerRG12 colour (cells)", 0x01100011, 2, 3}};
+    std::mt19937 random(20);
+    std::printf("histogram of one %u x %u frame, median of %d rounds (ms)\n", kWidth, kHeight,
+                rounds);
+    std::printf("%-28s %10s %10s %10s %10s\n", "format", "count", "copy", "zoomed 1/4", "draw");
+    for (const Format& f : formats) {
+        std::vector<uint8_t> pixels(size_t(kWidth) * kHeight * f.bytesPerPixel);
+        for (size_t i = 0; i < pixels.size(); i += 2) {
+            pixels[i] = uint8_t(random());
+            if (i + 1 < pixels.size())
+                pixels[i + 1] = f.bytesPerPixel == 2 ? uint8_t(random() & 0x0F) : uint8_t(random());
+        }
+        CKorvatinFrame frame;
+        frame.SetWidth(kWidth);
+        frame.SetHeight(kHeight);
+        frame.SetPixelType(f.code);
+        frame.Describe(pixels.data(), pixels.size(), pixels.size(), kWidth * f.bytesPerPixel, 1, 0,
+                       nullptr);
+        std::vector<double> counts, copies, zoomed;
+        std::vector<uint8_t> copy;
+        for (int round = 0; round <= rounds; ++round) {
+            // What the panel does on the GUI thread: copy the frame into new memory.
+            Clock::time_point start = Clock::now();
+            std::vector<uint8_t> fresh(pixels.begin(), pixels.end());
+            const double copyMs = msSince(start);
+            copy.swap(fresh);
+            // What its thread does: count it.
+            CFrameHistogram histogram;
+            start = Clock::now();
+            histogram.Add(frame, f.bayerMode, {}, nullptr);
+            const double countMs = msSince(start);
+            CFrameHistogram part;
+            start = Clock::now();
+            part.Add(frame, f.bayerMode, {kWidth / 4, kHeight / 4, kWidth / 2, kHeight / 2},
+                     nullptr);
+            const double zoomedMs = msSince(start);
+            if (round > 0) {
+                counts.push_back(countMs);
+                copies.push_back(copyMs);
+                zoomed.push_back(zoomedMs);
+            }
+        }
+        auto median = [](std::vector<double> v) {
+            std::sort(v.begin(), v.end());
+            return v[v.size() / 2];
+        };
+        // What the panel then draws on the GUI thread.
+        CHistogramView view;
+        view.resize(232, 90);
+        CFrameHistogram histogram;
+        histogram.Add(frame, f.bayerMode, {}, nullptr);
+        view.SetHistogram(histogram);
+        std::vector<double> draws;
+        for (int round = 0; round <= rounds; ++round) {
+            const Clock::time_point start = Clock::now();
+            view.grab();
+            if (round > 0)
+                draws.push_back(msSince(start));
+        }
+        std::printf("%-28s %10.2f %10.2f %10.2f %10.2f\n", f.name, median(counts), median(copies),
+                    median(zoomed), median(draws));
+        std::printf("RESULT cost %s: %.2f ms a frame (%.0f frames/s on one core)\n", f.name,
+                    median(counts), 1000.0 / median(counts));
+    }
+    return 0;
+}
+
+double loadAverage() {
+    double load = 0;
+    if (FILE* file = std::fopen("/proc/loadavg", "r")) {
+        if (std::fscanf(file, "%lf", &load) != 1)
+            load = 0;
+        std::fclose(file);
+    }
+    return load;
+}
+
+void runFor(double seconds) {
+    QEventLoop loop;
+    QTimer::singleShot(int(seconds * 1000), &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// The live path as in the window, with a histogram panel in a window of its own that is shown
+// (open) or hidden (closed) in turns of `seconds`, `turns` times each.
+int liveBench(const std::string& address, const std::string& pixelFormat, uint32_t bayerMode,
+              double seconds, int turns) {
+    QTemporaryDir dir;
+    CAppSettings settings(dir.filePath("settings.ini"));
+    CKorvatinCameraViewlane session(settings);
+
+    // One window as in the viewer: the side panel with the histogram beside the display, so
+    // that their updates share the window's composition.
+    QWidget window;
+    auto* layout = new QHBoxLayout(&window);
+    auto* side = new QWidget(&window);
+    side->setFixedWidth(240);
+    auto* sideLayout = new QVBoxLayout(side);
+    auto* area = new CQFrameSplitterCentral(&window);
+    area->setMinimumSize(1190, 950);
+    layout->addWidget(side);
+    layout->addWidget(area, 1);
+    auto* widget = new CQwidgetGrabbedFrame(area);
+    auto* panel = new CHistogramPanel(widget, side);
+    sideLayout->addWidget(panel);
+    sideLayout->addStretch(1);
+    window.show();
+    if (!QTest::qWaitForWindowExposed(&window)) {
+        std::fprintf(stderr, "korvatin-histogram-bench: the window was never shown\n");
+        return 1;
+    }
+
+    session.ConnectDevice(LoopbackDevice(address.c_str()));
+    session.SetEnumByString("PixelFormat", pixelFormat.c_str());
+    session.SetUInt32("FrameRate", 0);
+    CKorvatinFrame output;
+    output.SetWidth(session.MaxWidth());
+    output.SetHeight(session.MaxHeight());
+    output.SetPixelType(kOutputPixelType);
+    output.SetConversionAttributes(1, 8);
+    if (session.AllocateFrameBuffer(&output, 0) != QRN_OK) {
+        std::fprintf(stderr, "korvatin-histogram-bench: no memory for the output frame\n");
+        return 1;
+    }
+    widget->SetOutputFrame(&output);
+    widget->SetConversionContext(session.ConversionContext());
+    widget->SetBayerMode(bayerMode);
+    session.ClearDroppedFrameCount();
+    session.StartAcquisition();
+
+    CDisplayTimerPrecise timer;
+    QObject::connect(
+        &timer, &CDisplayTimer::Timeout, widget,
+        [&] {
+            CKorvatinFrameConverted* frame = session.TakeDisplayFrame();
+            if (!frame)
+                return;
+            if (CKorvatinFrameConverted* previous = widget->SetFrame(frame))
+                session.ReturnDisplayFrame(previous);
+            widget->update();
+        },
+        Qt::QueuedConnection);
+    timer.setInterval(10); // the window's "60 fps" choice
+    timer.start();
+    runFor(5);
+
+    double sums[2][2] = {{0, 0}, {0, 0}}; // [closed, open][display, capture] frames
+    double time[2] = {0, 0};
+    uint32_t histograms = 0;
+    for (int turn = 0; turn < 2 * turns; ++turn) {
+        const int open = turn % 2;
+        panel->setVisible(open == 1);
+        // The first second of a turn is not counted: the panel settles.
+        runFor(1);
+        const uint32_t painted0 = widget->PaintedFrameCount();
+        const uint32_t grabbed0 = session.grabbedFrameCount.load();
+        const uint32_t computed0 = panel->ComputedCount();
+        const double gui0 = threadCpuSeconds(), process0 = processCpuSeconds();
+        QElapsedTimer elapsed;
+        elapsed.start();
+        runFor(seconds);
+        const double s = double(elapsed.nsecsElapsed()) / 1e9;
+        sums[open][0] += widget->PaintedFrameCount() - painted0;
+        sums[open][1] += session.grabbedFrameCount.load() - grabbed0;
+        time[open] += s;
+        if (open)
+            histograms += panel->ComputedCount() - computed0;
+        std::printf("turn %d, panel %s: display %.2f fps, capture %.2f fps, GUI thread %.0f %%, "
+                    "process %.0f %% of one core, load %.2f\n",
+                    turn + 1, open ? "open" : "closed",
+                    (widget->PaintedFrameCount() - painted0) / s,
+                    (session.grabbedFrameCount.load() - grabbed0) / s,
+                    100 * (threadCpuSeconds() - gui0) / s,
+                    100 * (processCpuSeconds() - process0) / s, loadAverage());
+    }
+    timer.stop();
+    if (CKorvatinFrameConverted* frame = widget->TakeFrame())
+        session.ReturnDisplayFrame(frame);
+    widget->ClearImage();
+    session.DisconnectDevice();
+    widget->SetOutputFrame(nullptr);
+    widget->SetConversionContext(nullptr);
+    session.ReleaseFrameBuffer(&output);
+
+    const double closedDisplay = sums[0][0] / time[0], openDisplay = sums[1][0] / time[1];
+    const double closedCapture = sums[0][1] / time[0], openCapture = sums[1][1] / time[1];
+    std::printf("histograms counted with the panel open: %u (%.2f per second)\n", histograms,
+                histograms / time[1]);
+    std::printf("RESULT live %s: closed display %.2f fps capture %.2f fps; open display %.2f fps "
+                "capture %.2f fps; display open/closed %.3f, capture open/closed %.3f\n",
+                pixelFormat.c_str(), closedDisplay, closedCapture, openDisplay, openCapture,
+                openDisplay / closedDisplay, openCapture / closedCapture);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    const std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.size() >= 1 && args[0] == "cost")
+        return costBench(args.size() >= 2 ? std::atoi(args[1].c_str()) : 20);
+    if (args.size() >= 6 && args[0] == "live")
+        return liveBench(args[1], args[2], uint32_t(std::atoi(args[3].c_str())),
+                         std::atof(args[4].c_str()), std::atoi(args[5].c_str()));
+    std::fprintf(stderr, "usage: korvatin-histogram-bench cost [ROUNDS]\n"
+                         "       korvatin-histogram-bench live ADDRESS PIXELFORMAT BAYER SECONDS "
+                         "TURNS\n");
+    return 2;
+}

@@ -1,0 +1,88 @@
+// The status bar's pixel read-out: the image coordinates under the pointer and the value the
+// camera sent there, through every zoom and pan of the display.
+#include "pixelreadout.h"
+
+#include "pixelvalue.h"
+#include "qwidgetgrabbedframe.h"
+
+#include <korvatinframeconverted.h>
+
+#include <QEvent>
+#include <QLabel>
+#include <QMouseEvent>
+
+CPixelReadout::CPixelReadout(CQwidgetGrabbedFrame* display, QLabel* label, QObject* parent)
+    : QObject(parent), m_display(display), m_label(label) {
+    m_display->setMouseTracking(true);
+    m_display->installEventFilter(this);
+    m_label->hide();
+}
+
+bool CPixelReadout::ImagePosition(const QRect& visible, const QSize& widgetSize, const QPoint& pos,
+                                  QPoint* image) {
+    if (visible.isEmpty() || widgetSize.isEmpty() || pos.x() < 0 || pos.y() < 0 ||
+        pos.x() >= widgetSize.width() || pos.y() >= widgetSize.height())
+        return false;
+    // The display draws the visible part stretched over the whole widget: widget pixel p shows
+    // image pixel left + p * visible / widget, as its selections map.
+    *image = QPoint(visible.x() + int(int64_t(visible.width()) * pos.x() / widgetSize.width()),
+                    visible.y() + int(int64_t(visible.height()) * pos.y() / widgetSize.height()));
+    return true;
+}
+
+QString CPixelReadout::TextAt(const QPoint& pos) const {
+    const CKorvatinFrameConverted* holder = m_display->CurrentFrame();
+    if (holder == nullptr || m_display->Image() == nullptr)
+        return QString();
+    // The frame as received; a holder the recorder converted already still knows it.
+    const CKorvatinFrame* raw = holder->SourceRawFrame() ? holder->SourceRawFrame() : holder;
+    QRect visible;
+    int zoom = 0;
+    m_display->GetView(visible, zoom);
+    QPoint image;
+    if (!ImagePosition(visible, m_display->size(), pos, &image))
+        return QString();
+    const CPixelValue value = CPixelValue::Read(*raw, uint32_t(image.x()), uint32_t(image.y()));
+    if (value.kind == CPixelValue::None)
+        return QString("X %1  Y %2").arg(image.x()).arg(image.y());
+    return QString("X %1  Y %2  %3")
+        .arg(image.x())
+        .arg(image.y())
+        .arg(QString::fromStdString(value.Text()));
+}
+
+void CPixelReadout::Refresh() {
+    const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
+    m_label->setText(text);
+    // An empty field takes no room after the status bar's own ones.
+    m_label->setVisible(!text.isEmpty());
+}
+
+bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_display) {
+        switch (event->type()) {
+        case QEvent::MouseMove:
+            m_pointer = static_cast<QMouseEvent*>(event)->position().toPoint();
+            m_pointerInside = true;
+            Refresh();
+            break;
+        case QEvent::Enter:
+            m_pointerInside = true;
+            m_pointer = m_display->mapFromGlobal(QCursor::pos());
+            Refresh();
+            break;
+        case QEvent::Leave:
+            m_pointerInside = false;
+            Refresh();
+            break;
+        case QEvent::Paint:
+            // The frame under a resting pointer changed, or the view moved.
+            if (m_pointerInside)
+                Refresh();
+            break;
+        default:
+            break;
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}

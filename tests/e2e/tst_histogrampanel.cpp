@@ -1,0 +1,151 @@
+// The histogram panel after Stream Statistics, on the simulator's still colour bars: the counts
+// of every level equal those the bars give, for the whole frame and, zoomed, for the part shown;
+// figures with the clipped share; linear and logarithmic.
+#include "colourbars.h"
+#include "histogrampanel.h"
+#include "korvatincameraviewlane.h"
+#include "korvatinframeconverted.h"
+#include "qwidgetgrabbedframe.h"
+#include "simulatorprocess.h"
+#include "testnetwork.h"
+#include "windowdriver.h"
+
+#include <qframefoldable.h>
+
+#include <QCheckBox>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QToolButton>
+#include <QtTest>
+
+using namespace e2e;
+
+namespace {
+
+constexpr uint32_t kWidth = 640;
+constexpr uint32_t kHeight = 480;
+
+// The bins the bars give over columns [x0, x0 + w) and h lines: grey (luma) or R, G, B.
+std::vector<std::vector<uint64_t>> BarBins(bool colour, uint32_t x0, uint32_t w, uint32_t h) {
+    std::vector<std::vector<uint64_t>> bins(colour ? 3 : 1, std::vector<uint64_t>(256, 0));
+    for (uint32_t x = x0; x < x0 + w; ++x) {
+        int rgb[3];
+        colourbars::barColour(x, rgb);
+        if (colour) {
+            for (int c = 0; c < 3; ++c)
+                bins[c][rgb[c]] += h;
+        } else {
+            bins[0][(299 * rgb[0] + 587 * rgb[1] + 114 * rgb[2] + 500) / 1000] += h;
+        }
+    }
+    return bins;
+}
+
+} // namespace
+
+class TestHistogramPanel : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    // Waits for a histogram of a frame of `format` computed after this call.
+    static bool WaitForHistogram(CHistogramPanel* panel, CQwidgetGrabbedFrame* display,
+                                 const QString& format) {
+        if (!QTest::qWaitFor(
+                [&] {
+                    const CKorvatinFrameConverted* current = display->CurrentFrame();
+                    return current && current->SourceRawFrame() &&
+                           QString(CKorvatinFrame::PixelFormatName(
+                               current->SourceRawFrame()->PixelType())) == format;
+                },
+                20000))
+            return false;
+        // Two more: the first may have been taken before the format changed.
+        QSignalSpy shown(panel, &CHistogramPanel::histogramShown);
+        return QTest::qWaitFor([&] { return shown.count() >= 2; }, 20000);
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        QVERIFY(TestNetwork::isIsolated());
+    }
+
+    void histogramFollowsTheBarsWholeAndZoomed() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.20.61", "--pattern", "bars", "--width",
+                                  QString::number(kWidth), "--height", QString::number(kHeight)}),
+                 qPrintable(sim.errorString()));
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings.ini"), QByteArray(),
+                                               "[resource]\nmaxBitsPerPixel=48\n"),
+                                 1, 1400, 900);
+        QVERIFY(window);
+        QVERIFY(ConnectFirstRow(*window));
+        auto* foldable = window->findChild<QFrameFoldable*>("qFrameFoldable_histogram");
+        QVERIFY(foldable);
+        auto* panel = window->findChild<CHistogramPanel*>("widget_histogram");
+        QVERIFY(panel);
+        // Folded, nothing is counted.
+        QVERIFY(!panel->isVisible());
+        QCOMPARE(panel->ComputedCount(), 0u);
+        foldable->findChild<QToolButton*>("toolButton")->click();
+        QVERIFY(panel->isVisible());
+        auto* display = window->findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame");
+
+        for (const QString format : {"Mono8", "RGB8"}) {
+            const bool colour = format == "RGB8";
+            window->Session()->SetEnumByString("PixelFormat", format.toUtf8().constData());
+            display->ResetView();
+            QVERIFY2(WaitForHistogram(panel, display, format), qPrintable(format));
+            QCOMPARE(panel->ShownRegion().width, 0u);
+            auto expected = BarBins(colour, 0, kWidth, kHeight);
+            QCOMPARE(panel->Shown().Channels().size(), expected.size());
+            for (size_t c = 0; c < expected.size(); ++c)
+                QVERIFY2(panel->Shown().Channels()[c].bins == expected[c], qPrintable(format));
+            // The pixels at each end, counted and as a share, per channel: for grey the black
+            // and the white bar, an eighth each.
+            const QString figures = window->findChild<QLabel*>("label_histogramFigures")->text();
+            const double total = double(kWidth) * kHeight;
+            for (const auto& bins : expected) {
+                for (const auto& [word, n] : {std::pair<QString, uint64_t>{"low", bins.front()},
+                                              std::pair<QString, uint64_t>{"high", bins.back()}})
+                    QVERIFY2(figures.contains(QString("%1 %2 (%3 %)")
+                                                  .arg(word)
+                                                  .arg(n)
+                                                  .arg(100.0 * double(n) / total, 0, 'f', 2)),
+                             qPrintable(figures));
+            }
+            if (!colour)
+                QVERIFY2(figures.contains(QString("high %1 (12.50 %)").arg(kWidth / 8 * kHeight)),
+                         qPrintable(figures));
+
+            // Zoomed in: the part on screen.
+            display->ZoomIn();
+            display->ZoomIn();
+            display->ZoomIn();
+            QRect visible;
+            int zoom = 0;
+            display->GetView(visible, zoom);
+            QVERIFY(zoom > 100);
+            QVERIFY(QTest::qWaitFor(
+                [&] { return panel->ShownRegion().width == uint32_t(visible.width()); }, 20000));
+            QCOMPARE(panel->ShownRegion().x, uint32_t(visible.x()));
+            QCOMPARE(panel->ShownRegion().height, uint32_t(visible.height()));
+            expected = BarBins(colour, uint32_t(visible.x()), uint32_t(visible.width()),
+                               uint32_t(visible.height()));
+            for (size_t c = 0; c < expected.size(); ++c)
+                QVERIFY2(panel->Shown().Channels()[c].bins == expected[c], qPrintable(format));
+            if (colour) {
+                auto* log = window->findChild<QCheckBox*>("checkBox_histogramLog");
+                log->click();
+                QVERIFY(panel->findChild<CHistogramView*>()->Logarithmic());
+                SaveAtBothSizes(*window, "histogram-rgb8-zoomed-log");
+            } else {
+                SaveAtBothSizes(*window, "histogram-mono8-zoomed");
+            }
+        }
+    }
+};
+
+QTEST_MAIN(TestHistogramPanel)
+#include "tst_histogrampanel.moc"

@@ -1,0 +1,171 @@
+// The status bar's pixel read-out over the simulator's still colour bars: coordinates and the
+// value as received (grey at the format's depth, the Bayer cell's colour and level, R, G, B) at
+// chosen points through three zoom levels and a pan, and nothing outside the image.
+#include "colourbars.h"
+#include "korvatincameraviewlane.h"
+#include "korvatinframeconverted.h"
+#include "pixelreadout.h"
+#include "qwidgetgrabbedframe.h"
+#include "simulatorprocess.h"
+#include "testnetwork.h"
+#include "windowdriver.h"
+
+#include <QMouseEvent>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace e2e;
+
+namespace {
+
+constexpr uint32_t kWidth = 640;
+constexpr uint32_t kHeight = 480;
+
+CQwidgetGrabbedFrame* GrabbedFrame(MainWindow& window) {
+    return window.findChild<CQwidgetGrabbedFrame*>("widgetGrabbedFrame");
+}
+
+QLabel* Readout(MainWindow& window) {
+    return window.findChild<QLabel*>("label_pixelValue");
+}
+
+void MovePointer(QWidget* widget, const QPoint& pos, Qt::MouseButtons buttons = Qt::NoButton) {
+    QMouseEvent move(QEvent::MouseMove, QPointF(pos), widget->mapToGlobal(QPointF(pos)),
+                     Qt::NoButton, buttons, Qt::NoModifier);
+    QApplication::sendEvent(widget, &move);
+}
+
+// What the bars hold at image pixel (x, y) in `format`, as the read-out words it.
+QString ExpectedValue(const QString& format, uint32_t x, uint32_t y) {
+    int rgb[3];
+    colourbars::barColour(x, rgb);
+    const int luma = (299 * rgb[0] + 587 * rgb[1] + 114 * rgb[2] + 500) / 1000;
+    if (format == "Mono8")
+        return QString("Grey %1").arg(luma);
+    if (format == "Mono12")
+        // Wider samples repeat the level's top bits below it.
+        return QString("Grey %1").arg((luma << 4) | (luma >> 4));
+    if (format == "BayerRG8") {
+        static const char kCell[] = "RGGB";
+        const char colour = kCell[(y & 1) * 2 + (x & 1)];
+        const int channel = colour == 'R' ? 0 : colour == 'G' ? 1 : 2;
+        return QString("Bayer %1 %2").arg(colour).arg(rgb[channel]);
+    }
+    return QString("R %1 G %2 B %3").arg(rgb[0]).arg(rgb[1]).arg(rgb[2]);
+}
+
+} // namespace
+
+class TestPixelReadout : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    // Points the pointer rests on, as fractions of the display, and checks the read-out there
+    // against the view's own mapping and the bars.
+    void CheckPoints(MainWindow& window, const QString& format) {
+        CQwidgetGrabbedFrame* display = GrabbedFrame(window);
+        const QList<QPointF> fractions{{0.02, 0.03}, {0.31, 0.5}, {0.5, 0.77}, {0.93, 0.96}};
+        for (const QPointF& f : fractions) {
+            const QPoint pos(int(f.x() * display->width()), int(f.y() * display->height()));
+            MovePointer(display, pos);
+            QRect visible;
+            int zoom = 0;
+            display->GetView(visible, zoom);
+            const uint32_t x = uint32_t(visible.x() + visible.width() * pos.x() / display->width());
+            const uint32_t y =
+                uint32_t(visible.y() + visible.height() * pos.y() / display->height());
+            const QString expected =
+                QString("X %1  Y %2  %3").arg(x).arg(y).arg(ExpectedValue(format, x, y));
+            QVERIFY2(Readout(window)->text() == expected,
+                     qPrintable(QString("%1 at %2 %: \"%3\", expected \"%4\"")
+                                    .arg(format)
+                                    .arg(zoom)
+                                    .arg(Readout(window)->text(), expected)));
+        }
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        QVERIFY(TestNetwork::isIsolated());
+    }
+
+    void readOutMatchesTheBarsAtThreeZoomLevels() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.20.31", "--pattern", "bars", "--width",
+                                  QString::number(kWidth), "--height", QString::number(kHeight)}),
+                 qPrintable(sim.errorString()));
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings.ini"), QByteArray(),
+                                               "[resource]\nmaxBitsPerPixel=48\n"),
+                                 1, 1400, 900);
+        QVERIFY(window);
+        QVERIFY(ConnectFirstRow(*window));
+        CQwidgetGrabbedFrame* display = GrabbedFrame(*window);
+        QLabel* readout = Readout(*window);
+        QVERIFY(readout);
+
+        for (const QString format : {"Mono8", "Mono12", "BayerRG8", "RGB8"}) {
+            window->Session()->SetEnumByString("PixelFormat", format.toUtf8().constData());
+            QVERIFY2(QTest::qWaitFor(
+                         [&] {
+                             const CKorvatinFrameConverted* current = display->CurrentFrame();
+                             return current && current->SourceRawFrame() &&
+                                    QString(CKorvatinFrame::PixelFormatName(
+                                        current->SourceRawFrame()->PixelType())) == format &&
+                                    display->Image();
+                         },
+                         20000),
+                     qPrintable(format));
+            display->ResetView();
+            CheckPoints(*window, format); // 100 %
+            display->ZoomIn();
+            display->ZoomIn();
+            CheckPoints(*window, format); // 200 %
+            display->ZoomIn();
+            display->ZoomIn();
+            CheckPoints(*window, format); // 400 %
+            // Panned by a drag in pan mode: the view moves right and down.
+            QRect before;
+            int zoom = 0;
+            display->GetView(before, zoom);
+            QCOMPARE(zoom, 400);
+            display->SetPanMode(true);
+            const QPoint start(display->width() / 2, display->height() / 2);
+            QTest::mousePress(display, Qt::LeftButton, Qt::NoModifier, start);
+            MovePointer(display, start - QPoint(10, 10), Qt::LeftButton);
+            MovePointer(display, start - QPoint(120, 90), Qt::LeftButton);
+            QTest::mouseRelease(display, Qt::LeftButton, Qt::NoModifier, start - QPoint(120, 90));
+            display->SetPanMode(false);
+            QRect after;
+            display->GetView(after, zoom);
+            QVERIFY2(after.topLeft() != before.topLeft(), "the drag did not pan");
+            CheckPoints(*window, format);
+            if (format == "RGB8") {
+                MovePointer(display, QPoint(display->width() / 3, display->height() / 3));
+                SaveAtBothSizes(*window, "pixelreadout-rgb8-zoomed");
+            }
+        }
+
+        // Outside the image nothing is shown.
+        QEvent leave(QEvent::Leave);
+        QApplication::sendEvent(display, &leave);
+        QCOMPARE(readout->text(), QString());
+    }
+
+    void aReadingIsOnlyTakenInsideTheImage() {
+        QPoint image;
+        QVERIFY(CPixelReadout::ImagePosition(QRect(10, 20, 100, 50), QSize(200, 100),
+                                             QPoint(199, 99), &image));
+        QCOMPARE(image, QPoint(10 + 99, 20 + 49));
+        QVERIFY(!CPixelReadout::ImagePosition(QRect(10, 20, 100, 50), QSize(200, 100),
+                                              QPoint(200, 50), &image));
+        QVERIFY(!CPixelReadout::ImagePosition(QRect(10, 20, 100, 50), QSize(200, 100),
+                                              QPoint(-1, 50), &image));
+        QVERIFY(!CPixelReadout::ImagePosition(QRect(), QSize(200, 100), QPoint(5, 5), &image));
+    }
+};
+
+QTEST_MAIN(TestPixelReadout)
+#include "tst_pixelreadout.moc"
