@@ -44,11 +44,13 @@ public:
                                            const GigEVisionDeviceInfo& info,
                                            const CKorvatinException& reason);
 
+    // The feature named `feature`; throws "unknown feature" when the description has none.
+    static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
+
 private:
     // One feature of the tree command, with everything read from it as text; a field that could
     // not be read holds why.
     struct TreeNode;
-    static CKorvatinGenICamNodeT FindFeature(CKorvatinCamera& camera, const std::string& feature);
     // `level`: the --visibility level features are shown up to; null shows every feature.
     static void ReadNode(const CKorvatinGenICamNodeT& node, std::string& path,
                          const EKorvatinVisibility* level, TreeNode& into);

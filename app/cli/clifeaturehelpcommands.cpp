@@ -15,17 +15,7 @@ CCliFeatureHelpCommands::CCliFeatureHelpCommands(CCliCommands& commands, std::os
 void CCliFeatureHelpCommands::Describe(const std::string& device, const std::string& feature) {
     CKorvatinCamera camera;
     commands_.ConnectTo(camera, device);
-    CKorvatinGenICamNodeT node;
-    try {
-        node = camera.GetNodeByName(feature.c_str());
-    } catch (const CKorvatinException& e) {
-        if (e.Code() != QRN_ERR_NOT_FOUND)
-            throw;
-    }
-    if (!node.IsValid())
-        throw CKorvatinException("unknown feature \"" + feature +
-                                     "\": the device's description has no such feature",
-                                 QRN_ERR_NOT_FOUND);
+    const CKorvatinGenICamNodeT node = CCliCommands::FindFeature(camera, feature);
     for (CKorvatinFeatureHelp::Field field : CKorvatinFeatureHelp::Fields(node)) {
         // One field a line: a description's own line breaks become spaces.
         std::replace(field.text.begin(), field.text.end(), '\n', ' ');

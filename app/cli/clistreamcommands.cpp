@@ -5,6 +5,7 @@
 #include "appsettings.h"
 #include "clicommands.h"
 #include "clijson.h"
+#include "framehistogram.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
 
@@ -421,4 +422,46 @@ void CCliStreamCommands::SaveFrame(const std::string& device, const std::string&
     const int format = options_.format == "raw" ? 0 : options_.format == "tif" ? 1 : 2;
     session.SaveFrame(raw, file.c_str(), format, options_.bayerMode);
     out_ << "frame saved to " << file << " (" << raw.Width() << " x " << raw.Height() << ")\n";
+}
+
+void CCliStreamCommands::Histogram(const std::string& device) {
+    CKorvatinCameraViewlane& session = Connect(device);
+    const ConnectionLossFlag loss(session, device);
+    const uint32_t wanted = options_.frames > 0 ? uint32_t(options_.frames) : 1;
+    CFrameHistogram histogram;
+    {
+        Streaming streaming(session);
+        StreamWatchdog watchdog(session, loss, device, options_.streamTimeoutMs);
+        while (histogram.Frames() < wanted) {
+            if (!streaming.Display().Poll()) {
+                watchdog.Check();
+                if (interrupted)
+                    return;
+                QThread::usleep(kPollUs);
+                continue;
+            }
+            CKorvatinFrameConverted* frame = streaming.Display().Take();
+            const CKorvatinFrame& raw = *frame->SourceRawFrame();
+            const bool added =
+                histogram.Add(raw, options_.bayerMode, {}, session.ConversionContext());
+            const uint32_t type = raw.PixelType();
+            session.ReturnDisplayFrame(frame);
+            if (!added)
+                throw CKorvatinException(CKorvatinFrame::ConversionRefusal(type).empty()
+                                             ? "the frame cannot be read for a histogram"
+                                             : CKorvatinFrame::ConversionRefusal(type),
+                                         QRN_ERR_UNSUPPORTED);
+        }
+    }
+    for (const CFrameHistogram::Channel& channel : histogram.Channels())
+        out_ << CFrameHistogram::Line(channel.name, CFrameHistogram::FiguresOf(channel.bins))
+             << '\n';
+    if (!options_.bins)
+        return;
+    for (const CFrameHistogram::Channel& channel : histogram.Channels()) {
+        for (size_t level = 0; level < channel.bins.size(); ++level) {
+            if (channel.bins[level] != 0)
+                out_ << channel.name << ' ' << level << ' ' << channel.bins[level] << '\n';
+        }
+    }
 }

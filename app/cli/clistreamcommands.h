@@ -1,5 +1,5 @@
-// The streaming commands of viewlane-cli: grab, record and save-frame, through the viewer's
-// session.
+// The streaming commands of viewlane-cli: grab, record, save-frame and histogram, through the
+// viewer's session.
 #pragma once
 
 #include "clioptions.h"
@@ -28,6 +28,10 @@ public:
     void Record(const std::string& device, const std::string& file);
     // Takes one received frame and writes it to `file` as raw data, TIFF or BMP.
     void SaveFrame(const std::string& device, const std::string& file);
+    // Receives options.frames frames (default 1) and prints one "CHANNEL min max mean stddev
+    // clipped-low clipped-high" line per channel, computed as the window's histogram panel
+    // computes it, then with --bins one "CHANNEL LEVEL COUNT" line per level that holds pixels.
+    void Histogram(const std::string& device);
 
     // Asks the running command to finish early (stop grabbing, end the recording). Safe to call
     // from a signal handler.

@@ -3,7 +3,6 @@
 #include "clicommands.h"
 #include "clidoctor.h"
 #include "clifeaturehelpcommands.h"
-#include "clihistogramcommand.h"
 #include "climaintenancecommands.h"
 #include "clinetworkcommands.h"
 #include "clioptions.h"
@@ -70,7 +69,7 @@ int main(int argc, char** argv) {
         CCliNetworkCommands networkCommands(options, commands, std::cout);
         const auto& args = options.arguments;
         if (options.command == "grab" || options.command == "record" ||
-            options.command == "save-frame") {
+            options.command == "save-frame" || options.command == "histogram") {
             std::signal(SIGINT, interruptHandler);
             std::signal(SIGTERM, interruptHandler);
         }
@@ -109,7 +108,7 @@ int main(int argc, char** argv) {
         else if (options.command == "ip-config")
             networkCommands.IpConfig(args[0]);
         else if (options.command == "histogram")
-            CCliHistogramCommand(options, commands, std::cout).Histogram(args[0]);
+            streamCommands.Histogram(args[0]);
         else if (options.command == "describe")
             CCliFeatureHelpCommands(commands, std::cout).Describe(args[0], args[1]);
         else
