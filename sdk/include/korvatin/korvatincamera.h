@@ -227,6 +227,8 @@ public:
     void* ConversionContext();
 
 private:
+    // Connect and ConnectForReading: a connection with or without control of the device.
+    void Open(const GigEVisionDeviceInfo& device, const char* xmlPath, bool control);
     std::unique_ptr<korvatin::CameraConnection> connection_;
     // Frame buffers and the stream; they outlive connections (a buffer may be released after
     // Disconnect).

@@ -82,22 +82,22 @@ bool CKorvatinCamera::HeartbeatDisable() const {
 }
 
 void CKorvatinCamera::Connect(const GigEVisionDeviceInfo& device, const char* xmlPath) {
-    Disconnect();
-    korvatin::CameraConnection::Options options;
-    options.gvcpTimeoutUnits = gvcpTimeoutUnits_;
-    options.heartbeatDisable = heartbeatDisable_;
-    options.xmlPath = xmlPath;
-    auto connection = std::make_unique<korvatin::CameraConnection>(device, options);
-    connection->SetLostCallback(connectionCallback_, connectionCallbackContext_);
-    connection_ = std::move(connection);
+    Open(device, xmlPath, true);
 }
 
 void CKorvatinCamera::ConnectForReading(const GigEVisionDeviceInfo& device, const char* xmlPath) {
+    Open(device, xmlPath, false);
+}
+
+void CKorvatinCamera::Open(const GigEVisionDeviceInfo& device, const char* xmlPath, bool control) {
     Disconnect();
     korvatin::CameraConnection::Options options;
     options.gvcpTimeoutUnits = gvcpTimeoutUnits_;
     options.xmlPath = xmlPath;
-    options.control = false;
+    options.control = control;
+    // Without control nothing is written, the heartbeat setting included.
+    if (control)
+        options.heartbeatDisable = heartbeatDisable_;
     auto connection = std::make_unique<korvatin::CameraConnection>(device, options);
     connection->SetLostCallback(connectionCallback_, connectionCallbackContext_);
     connection_ = std::move(connection);
