@@ -2,6 +2,7 @@
 // steps as far as they can be timed from outside ("paint"), and the display and capture rates
 // with the camera session, the precise display timer and the widget running as in the main
 // window ("live").
+#include "../lib/livedisplay.h"
 #include "appsettings.h"
 #include "displaytimerprecise.h"
 #include "korvatincameraviewlane.h"
@@ -47,7 +48,6 @@ constexpr uint32_t kHeight = 2048;
 constexpr uint32_t kMono8 = 0x01080001;
 constexpr uint32_t kBayerRG8 = 0x01080009;
 // The main window's conversion target for the display: RGB10Packed, sized for the camera.
-constexpr uint32_t kOutputPixelType = 0x02300018;
 // The main window's display intervals by index; index 0 is the "60 fps" choice.
 constexpr uint32_t kDisplayIntervalsMs[3] = {10, 30, 50};
 
@@ -286,7 +286,7 @@ int paintBench(const Options& options) {
     CKorvatinFrame output;
     output.SetWidth(kWidth);
     output.SetHeight(kHeight);
-    output.SetPixelType(kOutputPixelType);
+    output.SetPixelType(livedisplay::kOutputPixelType);
     output.SetConversionAttributes(1, 8);
     if (sdk.AllocateFrameBuffer(&output, 0) != QRN_OK) {
         std::fprintf(stderr, "korvatin-display-bench: no memory for the output frame\n");
@@ -457,24 +457,11 @@ int liveBench(const Options& options) {
         return 1;
     }
 
-    session.ConnectDevice(LoopbackDevice(options.address.c_str()));
-    session.SetEnumByString("PixelFormat", options.pixelFormat.c_str());
-    // No limit from the feature: the simulator's --fps sets the rate.
-    session.SetUInt32("FrameRate", 0);
-
     // The window's conversion target and settings, as it makes them at connect.
     CKorvatinFrame output;
-    output.SetWidth(session.MaxWidth());
-    output.SetHeight(session.MaxHeight());
-    output.SetPixelType(kOutputPixelType);
-    output.SetConversionAttributes(1, 8);
-    if (session.AllocateFrameBuffer(&output, 0) != QRN_OK) {
-        std::fprintf(stderr, "korvatin-display-bench: no memory for the output frame\n");
+    if (!livedisplay::Connect("korvatin-display-bench", session, *widget, output, options.address,
+                              options.pixelFormat, options.bayerMode))
         return 1;
-    }
-    widget->SetOutputFrame(&output);
-    widget->SetConversionContext(session.ConversionContext());
-    widget->SetBayerMode(options.bayerMode);
     widget->SetAverage(options.average);
     widget->SetContrast(options.contrast);
 

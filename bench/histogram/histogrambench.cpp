@@ -1,6 +1,7 @@
 // Histogram benchmark: the cost of counting one 2448 x 2048 frame, grey and colour ("cost"), and
 // the display and capture rates of the live path with the histogram panel open and closed, in
 // turns within one run ("live").
+#include "../lib/livedisplay.h"
 #include "appsettings.h"
 #include "displaytimerprecise.h"
 #include "framehistogram.h"
@@ -41,7 +42,6 @@ using Clock = std::chrono::steady_clock;
 constexpr uint32_t kWidth = 2448;
 constexpr uint32_t kHeight = 2048;
 // The main window's conversion target for the display: RGB10Packed, sized for the camera.
-constexpr uint32_t kOutputPixelType = 0x02300018;
 
 double threadCpuSeconds() {
     timespec now{};
@@ -186,21 +186,11 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         return 1;
     }
 
-    session.ConnectDevice(LoopbackDevice(address.c_str()));
-    session.SetEnumByString("PixelFormat", pixelFormat.c_str());
-    session.SetUInt32("FrameRate", 0);
+    // The window's conversion target and settings, as it makes them at connect.
     CKorvatinFrame output;
-    output.SetWidth(session.MaxWidth());
-    output.SetHeight(session.MaxHeight());
-    output.SetPixelType(kOutputPixelType);
-    output.SetConversionAttributes(1, 8);
-    if (session.AllocateFrameBuffer(&output, 0) != QRN_OK) {
-        std::fprintf(stderr, "korvatin-histogram-bench: no memory for the output frame\n");
+    if (!livedisplay::Connect("korvatin-histogram-bench", session, *widget, output, address,
+                              pixelFormat, bayerMode))
         return 1;
-    }
-    widget->SetOutputFrame(&output);
-    widget->SetConversionContext(session.ConversionContext());
-    widget->SetBayerMode(bayerMode);
     session.ClearDroppedFrameCount();
     session.StartAcquisition();
 
