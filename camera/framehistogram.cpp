@@ -106,12 +106,27 @@ void CFrameHistogram::AddGrey8(const uint8_t* data, uint32_t stride, const Regio
 }
 
 void CFrameHistogram::AddGrey16(const uint8_t* data, uint32_t stride, const Region& r, int bits) {
+    // Two 32-bit partial tables, as for eight bits, folded into the totals every 4096 lines.
     uint64_t* bins = m_channels[0].bins.data();
     const uint32_t mask = (1u << bits) - 1;
+    const size_t levels = size_t(1) << bits;
+    std::vector<uint32_t> partial(2 * levels, 0);
+    uint32_t* even = partial.data();
+    uint32_t* odd = even + levels;
     for (uint32_t y = 0; y < r.height; ++y) {
         const uint8_t* p = data + size_t(r.y + y) * stride + size_t(r.x) * 2;
-        for (uint32_t x = 0; x < r.width; ++x)
-            ++bins[(p[2 * x] | (uint32_t(p[2 * x + 1]) << 8)) & mask];
+        uint32_t x = 0;
+        for (; x + 2 <= r.width; x += 2, p += 4) {
+            ++even[(p[0] | (uint32_t(p[1]) << 8)) & mask];
+            ++odd[(p[2] | (uint32_t(p[3]) << 8)) & mask];
+        }
+        if (x < r.width)
+            ++even[(p[0] | (uint32_t(p[1]) << 8)) & mask];
+        if ((y & 4095) == 4095 || y + 1 == r.height) {
+            for (size_t level = 0; level < levels; ++level)
+                bins[level] += uint64_t(even[level]) + odd[level];
+            std::fill(partial.begin(), partial.end(), 0);
+        }
     }
 }
 
@@ -136,22 +151,69 @@ void CFrameHistogram::AddMosaic(const uint8_t* data, uint32_t stride, const Regi
                                 const char* cell) {
     uint64_t* channels[3] = {m_channels[0].bins.data(), m_channels[1].bins.data(),
                              m_channels[2].bins.data()};
-    const uint32_t mask = (1u << bits) - 1;
-    for (uint32_t y = r.y; y < r.y + r.height; ++y) {
-        const uint8_t* line = data + size_t(y) * stride;
-        // The two colours of this line's cells, for even and odd columns.
-        uint64_t* colour[2];
-        for (int k = 0; k < 2; ++k) {
-            const char c = cell[(y & 1) * 2 + k];
-            colour[k] = channels[c == 'R' ? 0 : c == 'G' ? 1 : 2];
+    // The channel of each cell position, (line & 1) * 2 + (column & 1).
+    uint64_t* colourOf[4];
+    for (int k = 0; k < 4; ++k) {
+        const char c = cell[k];
+        colourOf[k] = channels[c == 'R' ? 0 : c == 'G' ? 1 : 2];
+    }
+    if (bits > 8) {
+        // One 32-bit partial table per cell position, folded into the channels every 4096 lines.
+        const uint32_t mask = (1u << bits) - 1;
+        const size_t levels = size_t(1) << bits;
+        std::vector<uint32_t> partial(4 * levels, 0);
+        for (uint32_t y = 0; y < r.height; ++y) {
+            const uint32_t line = r.y + y;
+            const uint8_t* p = data + size_t(line) * stride + size_t(r.x) * 2;
+            uint32_t* first = partial.data() + ((line & 1) * 2 + (r.x & 1)) * levels;
+            uint32_t* second = partial.data() + ((line & 1) * 2 + ((r.x + 1) & 1)) * levels;
+            uint32_t x = 0;
+            for (; x + 2 <= r.width; x += 2, p += 4) {
+                ++first[(p[0] | (uint32_t(p[1]) << 8)) & mask];
+                ++second[(p[2] | (uint32_t(p[3]) << 8)) & mask];
+            }
+            if (x < r.width)
+                ++first[(p[0] | (uint32_t(p[1]) << 8)) & mask];
+            if ((y & 4095) == 4095 || y + 1 == r.height) {
+                for (int k = 0; k < 4; ++k) {
+                    const uint32_t* counts = partial.data() + size_t(k) * levels;
+                    for (size_t level = 0; level < levels; ++level)
+                        colourOf[k][level] += counts[level];
+                }
+                std::fill(partial.begin(), partial.end(), 0);
+            }
         }
-        if (bits <= 8) {
-            for (uint32_t x = r.x; x < r.x + r.width; ++x)
-                ++colour[x & 1][line[x]];
-        } else {
-            for (uint32_t x = r.x; x < r.x + r.width; ++x)
-                ++colour[x & 1][(line[2 * x] | (uint32_t(line[2 * x + 1]) << 8)) & mask];
+        return;
+    }
+    // Eight levels: two partial tables per cell position, so that runs of equal levels do not
+    // wait on one counter (as for grey), folded into the channels every 4096 lines.
+    std::vector<uint32_t> partial(8 * 256, 0);
+    auto fold = [&] {
+        for (int k = 0; k < 4; ++k) {
+            const uint32_t* a = partial.data() + (2 * k) * 256;
+            const uint32_t* b = a + 256;
+            for (int level = 0; level < 256; ++level)
+                colourOf[k][level] += uint64_t(a[level]) + b[level];
         }
+        std::fill(partial.begin(), partial.end(), 0);
+    };
+    for (uint32_t y = 0; y < r.height; ++y) {
+        const uint32_t line = r.y + y;
+        const uint8_t* p = data + size_t(line) * stride + r.x;
+        // Tables of this line's two positions, the first for the region's first column.
+        uint32_t* first = partial.data() + ((line & 1) * 2 + (r.x & 1)) * 512;
+        uint32_t* second = partial.data() + ((line & 1) * 2 + ((r.x + 1) & 1)) * 512;
+        uint32_t x = 0;
+        for (; x + 4 <= r.width; x += 4) {
+            ++first[p[x]];
+            ++second[p[x + 1]];
+            ++first[256 + p[x + 2]];
+            ++second[256 + p[x + 3]];
+        }
+        for (; x < r.width; ++x)
+            ++((x & 1) ? second : first)[p[x]];
+        if ((y & 4095) == 4095 || y + 1 == r.height)
+            fold();
     }
 }
 
