@@ -12,21 +12,26 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include <cstring>
+#include <algorithm>
+
 #include <memory>
 
-namespace {
+#ifdef Q_OS_LINUX
+#include <sys/resource.h>
+#endif
 
 // One frame handed to the counting thread: its own copy of the pixels, because the display
-// gives the frame back to the pipeline on its next tick.
-struct FrameCopy {
+// gives the frame back to the pipeline on its next tick. One is kept and filled again for each
+// frame (the counting thread has it only while m_busy), so that no frame costs an allocation.
+struct CHistogramPanel::FrameCopy {
     std::vector<uint8_t> pixels;
     CKorvatinFrame frame;
     uint32_t bayerMode = 0;
     CFrameHistogram::Region region;
+    // The view's size and scale when the frame was taken: the picture is drawn for them.
+    QSize viewSize;
+    bool logarithmic = false;
 };
-
-} // namespace
 
 CHistogramPanel::CHistogramPanel(CQwidgetGrabbedFrame* display, QWidget* parent)
     : QWidget(parent), m_display(display) {
@@ -49,12 +54,25 @@ CHistogramPanel::CHistogramPanel(CQwidgetGrabbedFrame* display, QWidget* parent)
     m_showLate->setSingleShot(true);
     m_showLate->setInterval(250);
     connect(m_showLate, &QTimer::timeout, this, &CHistogramPanel::Show);
+    m_figuresLate = new QTimer(this);
+    m_figuresLate->setSingleShot(true);
+    connect(m_figuresLate, &QTimer::timeout, this, &CHistogramPanel::ShowFigures);
+
+    m_copy = std::make_shared<FrameCopy>();
 
     m_thread = new QThread(this);
     m_thread->setObjectName("histogram");
     m_worker = new QObject;
     m_worker->moveToThread(m_thread);
-    m_thread->start(QThread::LowPriority);
+    m_thread->start();
+#ifdef Q_OS_LINUX
+    // The display and the capture come first: the counting thread runs at the lowest priority
+    // of normal threads (QThread's priorities change nothing under Linux' default scheduler),
+    // so on a machine with no time to spare it counts fewer of the frames shown rather than
+    // slowing them down; it still gets a share when the machine is busy, so it never stops.
+    QMetaObject::invokeMethod(
+        m_worker, [] { setpriority(PRIO_PROCESS, 0, 19); }, Qt::QueuedConnection);
+#endif
     m_display->installEventFilter(this);
 }
 
@@ -94,11 +112,9 @@ bool CHistogramPanel::eventFilter(QObject* watched, QEvent* event) {
 
 void CHistogramPanel::TakeFrame() {
     const CKorvatinFrameConverted* holder = m_display->CurrentFrame();
+    // One frame counted at a time: a frame shown while the last one is being counted is left
+    // out, so the histogram follows the display as fast as counting keeps up, and never queues.
     if (holder == nullptr || m_busy)
-        return;
-    // The histogram follows the display at most kShowIntervalMs apart: each time it is drawn the
-    // window is composed anew, which on a machine without a GPU costs as much as a frame.
-    if (m_sinceTaken.isValid() && m_sinceTaken.elapsed() < kShowIntervalMs)
         return;
     const CKorvatinFrame* raw = holder->SourceRawFrame() ? holder->SourceRawFrame() : holder;
     if (raw->Data() == nullptr || raw->DataSize() == 0)
@@ -108,18 +124,20 @@ void CHistogramPanel::TakeFrame() {
         return;
     m_lastFrame = raw;
     m_lastBlockId = raw->BlockId();
-    m_sinceTaken.start();
 
-    auto copy = std::make_shared<FrameCopy>();
+    std::shared_ptr<FrameCopy> copy = m_copy;
     copy->pixels.assign(raw->Data(), raw->Data() + raw->DataSize());
     copy->frame.UpdateFrame(*raw);
     copy->frame.Describe(copy->pixels.data(), copy->pixels.size(), copy->pixels.size(),
                          raw->Stride(), raw->BlockId(), raw->Timestamp(), nullptr);
     copy->bayerMode = m_display->BayerMode();
+    copy->viewSize = m_view->size();
+    copy->logarithmic = m_view->Logarithmic();
     QRect visible;
     int zoom = 0;
     m_display->GetView(visible, zoom);
     // Zoomed in, the histogram is that of the part on screen.
+    copy->region = {};
     if (zoom > 100 && !visible.isEmpty())
         copy->region = {uint32_t(visible.x()), uint32_t(visible.y()), uint32_t(visible.width()),
                         uint32_t(visible.height())};
@@ -130,20 +148,29 @@ void CHistogramPanel::TakeFrame() {
             // Counting thread.
             CFrameHistogram histogram;
             histogram.Add(copy->frame, copy->bayerMode, copy->region, nullptr);
+            // Drawn here too: the GUI thread only puts the picture on screen.
+            QImage picture;
+            if (!histogram.Channels().empty())
+                picture = CHistogramView::Render(histogram, copy->viewSize, copy->logarithmic);
             QMetaObject::invokeMethod(
-                this, [this, histogram, region = copy->region] { Arrived(histogram, region); },
+                this,
+                [this, histogram, picture, region = copy->region, logarithmic = copy->logarithmic] {
+                    Arrived(histogram, picture, logarithmic, region);
+                },
                 Qt::QueuedConnection);
         },
         Qt::QueuedConnection);
 }
 
-void CHistogramPanel::Arrived(const CFrameHistogram& histogram,
-                              const CFrameHistogram::Region& region) {
+void CHistogramPanel::Arrived(const CFrameHistogram& histogram, const QImage& picture,
+                              bool logarithmic, const CFrameHistogram::Region& region) {
     m_busy = false;
     if (histogram.Channels().empty())
         return;
     m_pending = true;
     m_pendingHistogram = histogram;
+    m_pendingPicture = picture;
+    m_pendingLogarithmic = logarithmic;
     m_pendingRegion = region;
     m_showLate->start();
 }
@@ -155,9 +182,19 @@ void CHistogramPanel::Show() {
     m_pending = false;
     ++m_computed;
     m_shownRegion = m_pendingRegion;
-    m_view->SetHistogram(m_pendingHistogram);
-    m_figures->setText(FiguresText(m_pendingHistogram));
+    m_view->SetHistogram(m_pendingHistogram, m_pendingPicture, m_pendingLogarithmic);
+    m_pendingPicture = QImage();
+    // The figures follow at a pace they can be read at; the curve keeps the display's.
+    if (!m_figuresLate->isActive()) {
+        const qint64 since = m_figuresShown.isValid() ? m_figuresShown.elapsed() : kFiguresMs;
+        m_figuresLate->start(int(std::max<qint64>(0, kFiguresMs - since)));
+    }
     emit histogramShown();
+}
+
+void CHistogramPanel::ShowFigures() {
+    m_figuresShown.start();
+    m_figures->setText(FiguresText(m_view->Histogram()));
 }
 
 QString CHistogramPanel::FiguresText(const CFrameHistogram& histogram) {

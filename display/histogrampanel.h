@@ -9,8 +9,8 @@
 #include <QElapsedTimer>
 #include <QWidget>
 
-#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class CQwidgetGrabbedFrame;
@@ -48,8 +48,12 @@ protected:
 private:
     void TakeFrame();
     // Keeps a counted histogram until the window repaints anyway.
-    void Arrived(const CFrameHistogram& histogram, const CFrameHistogram::Region& region);
+    void Arrived(const CFrameHistogram& histogram, const QImage& picture, bool logarithmic,
+                 const CFrameHistogram::Region& region);
     void Show();
+    void ShowFigures();
+
+    struct FrameCopy;
 
     CQwidgetGrabbedFrame* m_display;
     CHistogramView* m_view;
@@ -57,6 +61,7 @@ private:
     QLabel* m_figures;
     QThread* m_thread;
     QObject* m_worker; // lives on m_thread; counts one frame at a time
+    std::shared_ptr<FrameCopy> m_copy;
     // Set on the GUI thread when a frame is handed to the worker, cleared on the GUI thread when
     // its result arrives: a frame shown meanwhile is not counted, so counting never queues up
     // behind the display.
@@ -65,15 +70,20 @@ private:
     uint64_t m_lastBlockId = 0;
     uint32_t m_computed = 0;
     CFrameHistogram::Region m_shownRegion;
-    // Counted and not yet on screen. Every repaint of a widget in a window that holds the
-    // OpenGL display composes the whole window again, which costs as much as a displayed
-    // frame; so the histogram is drawn in the same repaint as the display's next frame, and
-    // by m_showLate only when no such repaint comes.
-    static constexpr qint64 kShowIntervalMs = 500;
-    QElapsedTimer m_sinceTaken;
+    // Counted and not yet on screen. Every repaint in a window that holds the OpenGL display
+    // composes the whole window again; so the histogram goes on screen in the same repaint as
+    // the display's next frame, and by m_showLate only when no such repaint comes.
     bool m_pending = false;
     CFrameHistogram m_pendingHistogram;
+    QImage m_pendingPicture;
+    bool m_pendingLogarithmic = false;
     CFrameHistogram::Region m_pendingRegion;
     QTimer* m_showLate;
+    // The figures' text, at most every kFiguresMs: figures changing with every frame cannot be
+    // read, and each change of a plain widget beside the OpenGL display copies the whole
+    // window's picture to compose it.
+    static constexpr qint64 kFiguresMs = 250;
+    QElapsedTimer m_figuresShown;
+    QTimer* m_figuresLate;
     QObject* m_watchedWindow = nullptr;
 };

@@ -4,14 +4,22 @@
 
 #include <framehistogram.h>
 
-#include <QWidget>
+#include <QImage>
+#include <QOpenGLWidget>
 
-class CHistogramView : public QWidget {
+class CHistogramView : public QOpenGLWidget {
     Q_OBJECT
 public:
     explicit CHistogramView(QWidget* parent = nullptr);
 
+    // Draws `histogram` as this view shows it, into a picture of `size`. Any thread: the live
+    // panel draws on its counting thread, so that the GUI thread only copies the picture.
+    static QImage Render(const CFrameHistogram& histogram, const QSize& size, bool logarithmic);
+
     void SetHistogram(const CFrameHistogram& histogram);
+    // With the picture Render drew for it; drawn again here if the view has since changed size
+    // or scale.
+    void SetHistogram(const CFrameHistogram& histogram, const QImage& picture, bool logarithmic);
     void SetLogarithmic(bool logarithmic);
     bool Logarithmic() const { return m_logarithmic; }
     const CFrameHistogram& Histogram() const { return m_histogram; }
@@ -19,9 +27,12 @@ public:
     QSize sizeHint() const override { return QSize(200, 90); }
 
 protected:
-    void paintEvent(QPaintEvent* event) override;
+    void paintGL() override;
 
 private:
     CFrameHistogram m_histogram;
     bool m_logarithmic = false;
+    // m_histogram drawn at the view's size, with m_pictureLogarithmic; null until drawn.
+    QImage m_picture;
+    bool m_pictureLogarithmic = false;
 };

@@ -78,7 +78,8 @@ int costBench(int rounds) {
     std::mt19937 random(20);
     std::printf("histogram of one %u x %u frame, median of %d rounds (ms)\n", kWidth, kHeight,
                 rounds);
-    std::printf("%-28s %10s %10s %10s %10s\n", "format", "count", "copy", "zoomed 1/4", "draw");
+    std::printf("%-28s %10s %10s %10s %10s %10s\n", "format", "count", "copy", "zoomed 1/4", "draw",
+                "draw bars");
     for (const Format& f : formats) {
         std::vector<uint8_t> pixels(size_t(kWidth) * kHeight * f.bytesPerPixel);
         for (size_t i = 0; i < pixels.size(); i += 2) {
@@ -93,13 +94,12 @@ int costBench(int rounds) {
         frame.Describe(pixels.data(), pixels.size(), pixels.size(), kWidth * f.bytesPerPixel, 1, 0,
                        nullptr);
         std::vector<double> counts, copies, zoomed;
-        std::vector<uint8_t> copy;
+        std::vector<uint8_t> copy(pixels.size());
         for (int round = 0; round <= rounds; ++round) {
-            // What the panel does on the GUI thread: copy the frame into new memory.
+            // What the panel does on the GUI thread: copy the frame into the buffer it keeps.
             Clock::time_point start = Clock::now();
-            std::vector<uint8_t> fresh(pixels.begin(), pixels.end());
+            copy.assign(pixels.begin(), pixels.end());
             const double copyMs = msSince(start);
-            copy.swap(fresh);
             // What its thread does: count it.
             CFrameHistogram histogram;
             start = Clock::now();
@@ -120,21 +120,34 @@ int costBench(int rounds) {
             std::sort(v.begin(), v.end());
             return v[v.size() / 2];
         };
-        // What the panel then draws on the GUI thread.
-        CHistogramView view;
-        view.resize(232, 90);
+        // What its thread then draws, at the panel's size: the histogram of these random levels,
+        // and one of a few levels only, as colour bars give (each a spike in its column).
         CFrameHistogram histogram;
         histogram.Add(frame, f.bayerMode, {}, nullptr);
-        view.SetHistogram(histogram);
-        std::vector<double> draws;
+        CFrameHistogram bars;
+        std::vector<uint8_t> barPixels(pixels.size());
+        for (size_t i = 0; i < barPixels.size(); ++i)
+            barPixels[i] = uint8_t((i % kWidth) * 8 / kWidth * 36);
+        CKorvatinFrame barFrame;
+        barFrame.UpdateFrame(frame);
+        barFrame.Describe(barPixels.data(), barPixels.size(), barPixels.size(),
+                          kWidth * f.bytesPerPixel, 1, 0, nullptr);
+        bars.Add(barFrame, f.bayerMode, {}, nullptr);
+        std::vector<double> draws, barDraws;
         for (int round = 0; round <= rounds; ++round) {
-            const Clock::time_point start = Clock::now();
-            view.grab();
-            if (round > 0)
-                draws.push_back(msSince(start));
+            Clock::time_point start = Clock::now();
+            const QImage picture = CHistogramView::Render(histogram, QSize(232, 90), false);
+            const double drawMs = msSince(start);
+            start = Clock::now();
+            const QImage barPicture = CHistogramView::Render(bars, QSize(232, 90), false);
+            const double barMs = msSince(start);
+            if (round > 0 && !picture.isNull() && !barPicture.isNull()) {
+                draws.push_back(drawMs);
+                barDraws.push_back(barMs);
+            }
         }
-        std::printf("%-28s %10.2f %10.2f %10.2f %10.2f\n", f.name, median(counts), median(copies),
-                    median(zoomed), median(draws));
+        std::printf("%-28s %10.2f %10.2f %10.2f %10.2f %10.2f\n", f.name, median(counts),
+                    median(copies), median(zoomed), median(draws), median(barDraws));
         std::printf("RESULT cost %s: %.2f ms a frame (%.0f frames/s on one core)\n", f.name,
                     median(counts), 1000.0 / median(counts));
     }
