@@ -14,7 +14,8 @@ CCliFeatureHelpCommands::CCliFeatureHelpCommands(CCliCommands& commands, std::os
 
 void CCliFeatureHelpCommands::Describe(const std::string& device, const std::string& feature) {
     CKorvatinCamera camera;
-    commands_.ConnectTo(camera, device);
+    // Only reads: works beside the host that controls the camera, as get and tree do.
+    commands_.ConnectForReading(camera, device);
     const CKorvatinGenICamNodeT node = CCliCommands::FindFeature(camera, feature);
     for (CKorvatinFeatureHelp::Field field : CKorvatinFeatureHelp::Fields(node)) {
         // One field a line: a description's own line breaks become spaces.

@@ -148,9 +148,11 @@ void TestViewlaneCliScripting::grabJsonHasTheFiguresOfTheTextForm() {
     const QJsonObject document = parseJson(json);
     // The same names as the text form's lines, in the JSON form's spelling.
     const QStringList textNames = {"frames received",      "frames dropped", "frames per second",
-                                   "megabytes per second", "packets resent", "frames incomplete"};
+                                   "megabytes per second", "packets resent", "frames incomplete",
+                                   "packets missing"};
     const QStringList jsonNames = {"framesReceived",     "framesDropped", "framesPerSecond",
-                                   "megabytesPerSecond", "packetsResent", "framesIncomplete"};
+                                   "megabytesPerSecond", "packetsResent", "framesIncomplete",
+                                   "packetsMissing"};
     const QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), textNames.size());
     QCOMPARE(document.size(), jsonNames.size());
@@ -216,6 +218,10 @@ void TestViewlaneCliScripting::readingCommandsWorkWhileAnotherHostControlsTheCam
     QVERIFY2(tree.exitCode == 0, qPrintable(tree.errLines.join(" | ")));
     QCOMPARE(tree.errLines, QStringList());
     QCOMPARE(tree.out.count('\n'), treeBefore.out.count('\n'));
+
+    const CliRun describe = RunCli({"describe", kAddress, "Width"});
+    QVERIFY2(describe.exitCode == 0, qPrintable(describe.errLines.join(" | ")));
+    QVERIFY2(describe.out.startsWith("Name: Width\n"), qPrintable(describe.out));
 
     const CliRun ipConfig = RunCli({"ip-config", kAddress});
     QVERIFY2(ipConfig.exitCode == 0, qPrintable(ipConfig.errLines.join(" | ")));
