@@ -218,16 +218,26 @@ void printFigures(std::ostream& out, uint32_t received, uint32_t dropped, double
         << "megabytes per second: " << fixed(fps * payload / 1e6) << '\n';
 }
 
+// Packets the stream gave up on since `start` (the SDK's totals are never cleared).
+uint64_t missingPackets(CKorvatinCameraViewlane& session,
+                        const CKorvatinCamera::StreamTotals& start) {
+    return session.GetStreamTotals().missingPackets - start.missingPackets;
+}
+
 // What the network did, as the stream counted it since the start of the command: many packets
-// resent means a lossy link; frames dropped with few resends, a host that fell behind.
-void printStreamStatistics(std::ostream& out, CKorvatinCameraViewlane& session) {
+// resent means a lossy link; frames dropped with few resends, a host that fell behind; packets
+// missing, resends that never came.
+void printStreamStatistics(std::ostream& out, CKorvatinCameraViewlane& session,
+                           const CKorvatinCamera::StreamTotals& start) {
     out << "packets resent: " << session.GetResentPacketCount() << '\n'
-        << "frames incomplete: " << session.GetIncompleteFrameCount() << '\n';
+        << "frames incomplete: " << session.GetIncompleteFrameCount() << '\n'
+        << "packets missing: " << missingPackets(session, start) << '\n';
 }
 
 // The figures of grab as one JSON document, the rates rounded as in the text form.
 void writeGrabJson(std::ostream& out, uint32_t received, uint32_t dropped, double fps,
-                   double payload, CKorvatinCameraViewlane& session) {
+                   double payload, CKorvatinCameraViewlane& session,
+                   const CKorvatinCamera::StreamTotals& start) {
     const auto rounded = [](double value) { return std::round(value * 100.0) / 100.0; };
     CCliJson::Write(out,
                     QJsonObject{{"framesReceived", qint64(received)},
@@ -235,7 +245,8 @@ void writeGrabJson(std::ostream& out, uint32_t received, uint32_t dropped, doubl
                                 {"framesPerSecond", rounded(fps)},
                                 {"megabytesPerSecond", rounded(fps * payload / 1e6)},
                                 {"packetsResent", qint64(session.GetResentPacketCount())},
-                                {"framesIncomplete", qint64(session.GetIncompleteFrameCount())}});
+                                {"framesIncomplete", qint64(session.GetIncompleteFrameCount())},
+                                {"packetsMissing", qint64(missingPackets(session, start))}});
 }
 
 } // namespace
@@ -279,6 +290,7 @@ void CCliStreamCommands::Grab(const std::string& device) {
     const double payload = payloadBytes(session);
 
     const ConnectionLossFlag loss(session, device);
+    const CKorvatinCamera::StreamTotals start = session.GetStreamTotals();
     Streaming streaming(session);
     StreamWatchdog watchdog(session, loss, device, options_.streamTimeoutMs);
     RateMeter meter(0);
@@ -293,11 +305,11 @@ void CCliStreamCommands::Grab(const std::string& device) {
     }
     if (options_.json) {
         writeGrabJson(out_, count, session.GetDroppedFrameCount(), meter.FramesPerSecond(), payload,
-                      session);
+                      session, start);
         return;
     }
     printFigures(out_, count, session.GetDroppedFrameCount(), meter.FramesPerSecond(), payload);
-    printStreamStatistics(out_, session);
+    printStreamStatistics(out_, session, start);
 }
 
 void CCliStreamCommands::Record(const std::string& device, const std::string& file) {

@@ -44,7 +44,7 @@ private slots:
     void cleanupTestCase();
     void init();
 
-    void grabReceivesTheFramesAskedForAndPrintsTheSixFigures();
+    void grabReceivesTheFramesAskedForAndPrintsTheSevenFigures();
     void grabOnALossyLinkCountsTheResentPackets();
     void grabWithPixelFormatStreamsThatFormat();
     void grabWithASettingsFileUsesItsBufferCount();
@@ -119,16 +119,17 @@ void TestViewlaneCliStream::verifyOneErrorLine(const Run& run, const QString& ex
              qPrintable(run.errLines[0]));
 }
 
-void TestViewlaneCliStream::grabReceivesTheFramesAskedForAndPrintsTheSixFigures() {
+void TestViewlaneCliStream::grabReceivesTheFramesAskedForAndPrintsTheSevenFigures() {
     // The default settings: 10 buffers, of which the session keeps 7 as spares. The stream
     // still holds 10 to fill (the SDK makes up for the spares), 100 ms at 100 frames/s.
     const Run run = cli({"grab", kAddress, "--frames", "50"});
     QVERIFY2(run.exitCode == 0, qPrintable(run.errLines.join(" | ")));
     QVERIFY2(run.errLines.isEmpty(), qPrintable(run.errLines.join(" | ")));
     const QStringList lines = run.out.split('\n', Qt::SkipEmptyParts);
-    QCOMPARE(lines.size(), 6);
+    QCOMPARE(lines.size(), 7);
     QVERIFY2(lines[4].startsWith("packets resent: "), qPrintable(run.out));
     QVERIFY2(lines[5].startsWith("frames incomplete: "), qPrintable(run.out));
+    QVERIFY2(lines[6].startsWith("packets missing: "), qPrintable(run.out));
     const double received = figure(run.out, "frames received");
     const double dropped = figure(run.out, "frames dropped");
     const double fps = figure(run.out, "frames per second");
@@ -143,7 +144,8 @@ void TestViewlaneCliStream::grabReceivesTheFramesAskedForAndPrintsTheSixFigures(
 
 void TestViewlaneCliStream::grabOnALossyLinkCountsTheResentPackets() {
     // One packet in ten dropped on purpose: the stream asks for each again and gets it, so no
-    // frame is lost and the resent packets show that the link is to blame.
+    // frame is lost, no packet stays missing, and the resent packets show that the link is to
+    // blame.
     SimulatorProcess lossy;
     QVERIFY2(lossy.startCamsim({"--address", "127.0.5.42", "--width", QString::number(kWidth),
                                 "--height", QString::number(kHeight), "--lost-ratio", "100"}),
@@ -155,6 +157,7 @@ void TestViewlaneCliStream::grabOnALossyLinkCountsTheResentPackets() {
     QCOMPARE(figure(run.out, "frames dropped"), 0.0);
     QCOMPARE(figure(run.out, "frames incomplete"), 0.0);
     QVERIFY2(figure(run.out, "packets resent") > 0, qPrintable(run.out));
+    QCOMPARE(figure(run.out, "packets missing"), 0.0);
 }
 
 void TestViewlaneCliStream::grabWithPixelFormatStreamsThatFormat() {
