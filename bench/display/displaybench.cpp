@@ -2,6 +2,7 @@
 // steps as far as they can be timed from outside ("paint"), and the display and capture rates
 // with the camera session, the precise display timer and the widget running as in the main
 // window ("live").
+#include "../lib/cputime.h"
 #include "../lib/livedisplay.h"
 #include "appsettings.h"
 #include "displaytimerprecise.h"
@@ -26,13 +27,10 @@
 #include <QTest>
 #include <QTimer>
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <random>
@@ -116,19 +114,6 @@ bool parse(int argc, char** argv, Options& options) {
     }
     return options.rounds > 0 && options.seconds > 0 && options.intervalIndex < 3 &&
            options.average >= 1 && options.contrast >= 0;
-}
-
-double threadCpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
-}
-
-double processCpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 // Busy and total jiffies of all CPUs together, from the first line of /proc/stat.
@@ -498,7 +483,7 @@ int liveBench(const Options& options) {
     const uint32_t grabbed0 = session.grabbedFrameCount.load();
     const uint32_t dropped0 = session.GetDroppedFrameCount();
     const uint64_t ticks0 = ticks, withFrame0 = ticksWithFrame;
-    const double guiCpu0 = threadCpuSeconds(), processCpu0 = processCpuSeconds();
+    const double guiCpu0 = cputime::ThreadSeconds(), processCpu0 = cputime::ProcessSeconds();
     const CpuTimes machine0 = machineCpu();
     QElapsedTimer elapsed;
     elapsed.start();
@@ -507,8 +492,8 @@ int liveBench(const Options& options) {
 
     const double seconds = double(elapsed.nsecsElapsed()) / 1e9;
     const uint64_t swapCount = swaps - swaps0;
-    const double guiCpu = threadCpuSeconds() - guiCpu0;
-    const double processCpu = processCpuSeconds() - processCpu0;
+    const double guiCpu = cputime::ThreadSeconds() - guiCpu0;
+    const double processCpu = cputime::ProcessSeconds() - processCpu0;
     const CpuTimes machine1 = machineCpu();
     const double machineBusy =
         machine1.total > machine0.total

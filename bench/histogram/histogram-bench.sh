@@ -19,13 +19,7 @@ bench_private_network "$0" "$@"
 
 ADDRESS=${KORVATIN_BENCH_ADDRESS:-127.0.50.20}
 export KORVATIN_GEV_INTERFACES=lo
-mkdir -p "$WORK_DIR" || exit 1
-CAMSIM_PID=
-cleanup() {
-    [ -n "$CAMSIM_PID" ] && kill "$CAMSIM_PID" 2>/dev/null
-    wait 2>/dev/null
-}
-trap cleanup EXIT INT TERM
+bench_prepare
 
 BENCH="$BIN_DIR/korvatin-histogram-bench"
 echo "$(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg)"

@@ -1,6 +1,7 @@
 // Histogram benchmark: the cost of counting one 2448 x 2048 frame, grey and colour ("cost"), and
 // the display and capture rates of the live path with the histogram panel open and closed, in
 // turns within one run ("live").
+#include "../lib/cputime.h"
 #include "../lib/livedisplay.h"
 #include "appsettings.h"
 #include "displaytimerprecise.h"
@@ -24,13 +25,10 @@
 #include <QTest>
 #include <QTimer>
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <random>
 #include <string>
 #include <vector>
@@ -41,21 +39,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kWidth = 2448;
 constexpr uint32_t kHeight = 2048;
-// The main window's conversion target for the display: RGB10Packed, sized for the camera.
-
-double threadCpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
-}
-
-double processCpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
 double msSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
@@ -234,7 +217,7 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         const uint32_t painted0 = widget->PaintedFrameCount();
         const uint32_t grabbed0 = session.grabbedFrameCount.load();
         const uint32_t computed0 = panel->ComputedCount();
-        const double gui0 = threadCpuSeconds(), process0 = processCpuSeconds();
+        const double gui0 = cputime::ThreadSeconds(), process0 = cputime::ProcessSeconds();
         QElapsedTimer elapsed;
         elapsed.start();
         runFor(seconds);
@@ -249,8 +232,8 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
                     turn + 1, open ? "open" : "closed",
                     (widget->PaintedFrameCount() - painted0) / s,
                     (session.grabbedFrameCount.load() - grabbed0) / s,
-                    100 * (threadCpuSeconds() - gui0) / s,
-                    100 * (processCpuSeconds() - process0) / s, loadAverage());
+                    100 * (cputime::ThreadSeconds() - gui0) / s,
+                    100 * (cputime::ProcessSeconds() - process0) / s, loadAverage());
     }
     timer.stop();
     if (CKorvatinFrameConverted* frame = widget->TakeFrame())

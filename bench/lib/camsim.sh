@@ -45,3 +45,22 @@ bench_stop_camsim() {
     bench_socket=$(bench_gvcp_socket "$1")
     while grep -q "$bench_socket" /proc/net/udp; do sleep 0.1; done
 }
+
+# bench_prepare [LEFTOVERS]: makes WORK_DIR, and when the script ends or is interrupted stops the
+# simulator it started and removes the files matching LEFTOVERS (a pattern under WORK_DIR).
+bench_prepare() {
+    mkdir -p "$WORK_DIR" || exit 1
+    CAMSIM_PID=
+    BENCH_LEFTOVERS=${1:-}
+    trap bench_cleanup EXIT INT TERM
+}
+
+bench_cleanup() {
+    if [ -n "$CAMSIM_PID" ]; then
+        kill "$CAMSIM_PID" 2>/dev/null
+    fi
+    wait 2>/dev/null
+    if [ -n "$BENCH_LEFTOVERS" ]; then
+        rm -f "$WORK_DIR"/$BENCH_LEFTOVERS
+    fi
+}

@@ -13,13 +13,7 @@ shift 2
 
 ADDRESS=${KORVATIN_BENCH_ADDRESS:-127.0.50.11}
 export KORVATIN_GEV_INTERFACES=lo
-mkdir -p "$WORK_DIR" || exit 1
-CAMSIM_PID=
-cleanup() {
-    [ -n "$CAMSIM_PID" ] && kill "$CAMSIM_PID" 2>/dev/null
-    wait 2>/dev/null
-}
-trap cleanup EXIT INT TERM
+bench_prepare
 
 bench_start_camsim "$ADDRESS" --width 2048 --height 2048
 

@@ -12,14 +12,7 @@ shift 2
 
 ADDRESS=${KORVATIN_BENCH_ADDRESS:-127.0.50.12}
 export KORVATIN_GEV_INTERFACES=lo
-mkdir -p "$WORK_DIR" || exit 1
-CAMSIM_PID=
-cleanup() {
-    [ -n "$CAMSIM_PID" ] && kill "$CAMSIM_PID" 2>/dev/null
-    wait 2>/dev/null
-    rm -f "$WORK_DIR"/start-*.avi
-}
-trap cleanup EXIT INT TERM
+bench_prepare 'start-*.avi'
 
 bench_start_camsim "$ADDRESS" --width 2048 --height 2048
 echo "$(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg)"

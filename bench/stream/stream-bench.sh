@@ -17,14 +17,7 @@ bench_private_network "$0" "$@"
 
 ADDRESS=127.0.20.11
 export KORVATIN_GEV_INTERFACES=lo
-mkdir -p "$WORK_DIR" || exit 1
-CAMSIM_PID=
-cleanup() {
-    [ -n "$CAMSIM_PID" ] && kill "$CAMSIM_PID" 2>/dev/null
-    wait 2>/dev/null
-    rm -f "$WORK_DIR"/record-*.avi
-}
-trap cleanup EXIT INT TERM
+bench_prepare 'record-*.avi'
 
 CLI="$BIN_DIR/viewlane-cli"
 BARE="$BIN_DIR/korvatin-stream-bare"
