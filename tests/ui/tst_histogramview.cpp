@@ -1,0 +1,96 @@
+// The histogram panel's picture (CHistogramView::Render): the logarithmic scale lifts small
+// counts, and the corner marks show exactly when pixels sit at the lowest or highest level.
+#include <histogramview.h>
+
+#include <QtTest>
+
+#include <vector>
+
+namespace {
+
+const QSize kSize(232, 90);
+const QRgb kBackground = qRgb(20, 20, 20);
+
+// A Mono8 histogram of `counts` pixels at each given level.
+CFrameHistogram Histogram(const std::vector<std::pair<uint8_t, int>>& counts) {
+    std::vector<uint8_t> pixels;
+    for (const auto& [level, n] : counts)
+        pixels.insert(pixels.end(), size_t(n), level);
+    CKorvatinFrame frame;
+    frame.Describe(pixels.data(), pixels.size(), pixels.size(), uint32_t(pixels.size()), 1, 0,
+                   nullptr);
+    frame.SetWidth(uint32_t(pixels.size()));
+    frame.SetHeight(1);
+    frame.SetPixelType(0x01080001); // Mono8
+    CFrameHistogram histogram;
+    histogram.Add(frame, 0, {}, nullptr);
+    return histogram;
+}
+
+// How high the drawing rises above the bottom line within columns [from, to).
+int Rise(const QImage& picture, int from, int to) {
+    int rise = 0;
+    for (int x = from; x < to; ++x)
+        for (int y = 0; y < picture.height() - 1; ++y)
+            if (picture.pixel(x, y) != kBackground) {
+                rise = std::max(rise, picture.height() - 1 - y);
+                break;
+            }
+    return rise;
+}
+
+} // namespace
+
+class TestHistogramView : public QObject {
+    Q_OBJECT
+
+private slots:
+    void logarithmicScaleLiftsSmallCounts() {
+        // 1000 pixels at level 64 (left half), 10 at level 192 (right half); no pixel at either
+        // end, so no corner mark stands in the way.
+        const CFrameHistogram histogram = Histogram({{64, 1000}, {192, 10}});
+        const QImage linear = CHistogramView::Render(histogram, kSize, false);
+        const QImage logarithmic = CHistogramView::Render(histogram, kSize, true);
+        QCOMPARE(linear.size(), kSize);
+        const int half = kSize.width() / 2;
+        // The high peak reaches the top either way.
+        QVERIFY(Rise(linear, 0, half) >= kSize.height() - 3);
+        QVERIFY(Rise(logarithmic, 0, half) >= kSize.height() - 3);
+        // Linear, 10 against 1000 is 1 % of the height: a pixel or two. Logarithmic,
+        // log(11) / log(1001) is 35 % of it.
+        const int small = Rise(linear, half, kSize.width());
+        const int lifted = Rise(logarithmic, half, kSize.width());
+        QVERIFY2(small >= 1 && small <= 3, qPrintable(QString::number(small)));
+        QVERIFY2(lifted >= 27 && lifted <= 34, qPrintable(QString::number(lifted)));
+    }
+
+    void clippingMarksShowWhenPixelsSitAtAnEnd_data() {
+        QTest::addColumn<bool>("low");
+        QTest::addColumn<bool>("high");
+        QTest::newRow("neither") << false << false;
+        QTest::newRow("lowest level") << true << false;
+        QTest::newRow("highest level") << false << true;
+        QTest::newRow("both") << true << true;
+    }
+
+    void clippingMarksShowWhenPixelsSitAtAnEnd() {
+        QFETCH(bool, low);
+        QFETCH(bool, high);
+        std::vector<std::pair<uint8_t, int>> counts = {{128, 500}};
+        if (low)
+            counts.push_back({0, 3});
+        if (high)
+            counts.push_back({255, 3});
+        const QImage picture = CHistogramView::Render(Histogram(counts), kSize, false);
+        // The marks are triangles in the top corners: blue on the left, red on the right.
+        QCOMPARE(picture.pixel(1, 1) == qRgb(60, 140, 255), low);
+        QCOMPARE(picture.pixel(kSize.width() - 2, 1) == qRgb(255, 40, 40), high);
+        if (!low)
+            QCOMPARE(picture.pixel(1, 1), kBackground);
+        if (!high)
+            QCOMPARE(picture.pixel(kSize.width() - 2, 1), kBackground);
+    }
+};
+
+QTEST_MAIN(TestHistogramView)
+#include "tst_histogramview.moc"
