@@ -8,6 +8,7 @@
 #include "framehistogram.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
+#include "streamstatistics.h"
 
 #include <korvatin/korvatinexception.h>
 #include <korvatin/korvatinframe.h>
@@ -201,15 +202,6 @@ void requireConvertibleFormat(CKorvatinCameraViewlane& session) {
         throw CKorvatinException(refusal, QRN_ERR_UNSUPPORTED);
 }
 
-// The payload of one frame in bytes, for the data rate.
-double payloadBytes(CKorvatinCameraViewlane& session) {
-    try {
-        return double(session.GetUInt32("PayloadSize"));
-    } catch (const CKorvatinException&) {
-        return double(session.GetUInt32("Width")) * session.GetUInt32("Height");
-    }
-}
-
 void printFigures(std::ostream& out, uint32_t received, uint32_t dropped, double fps,
                   double payload) {
     out << "frames received: " << received << '\n'
@@ -287,7 +279,7 @@ CKorvatinCameraViewlane& CCliStreamCommands::Connect(const std::string& device) 
 void CCliStreamCommands::Grab(const std::string& device) {
     CKorvatinCameraViewlane& session = Connect(device);
     const uint32_t wanted = uint32_t(options_.frames);
-    const double payload = payloadBytes(session);
+    const double payload = CStreamStatistics::PayloadBytes(session);
 
     const ConnectionLossFlag loss(session, device);
     const CKorvatinCamera::StreamTotals start = session.GetStreamTotals();
@@ -319,7 +311,7 @@ void CCliStreamCommands::Record(const std::string& device, const std::string& fi
         throw CKorvatinException("cannot create \"" + file + "\": " + reason, QRN_ERR_IO);
     CKorvatinCameraViewlane& session = Connect(device);
     requireConvertibleFormat(session);
-    const double payload = payloadBytes(session);
+    const double payload = CStreamStatistics::PayloadBytes(session);
     // RecordStarted(false) arrives on the conversion thread when the frame limit ends the
     // recording, on this thread when it is stopped here; either way only this flag is touched.
     std::atomic<bool> ended{false};
