@@ -1,6 +1,7 @@
 // Histogram benchmark: the cost of counting one 2448 x 2048 frame, grey and colour ("cost"), and
 // the display and capture rates of the live path with the histogram panel open and closed, in
-// turns within one run ("live").
+// turns within one run ("live"); the same with the pointer resting on the live image, so that
+// the status bar's pixel read-out follows each frame, against the pointer away ("readout").
 #include "../lib/cputime.h"
 #include "../lib/livedisplay.h"
 #include "appsettings.h"
@@ -11,6 +12,7 @@
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
 #include "loopbackdevice.h"
+#include "pixelreadout.h"
 #include "qframesplittercentral.h"
 #include "qwidgetgrabbedframe.h"
 
@@ -21,6 +23,8 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QHBoxLayout>
+#include <QLabel>
+#include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -153,10 +157,25 @@ void runFor(double seconds) {
     loop.exec();
 }
 
-// The live path as in the window, with a histogram panel in a window of its own that is shown
-// (open) or hidden (closed) in turns of `seconds`, `turns` times each.
+// Counts the paints of the widget it watches.
+class PaintCounter : public QObject {
+public:
+    uint32_t count = 0;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint)
+            ++count;
+        return QObject::eventFilter(watched, event);
+    }
+};
+
+// The live path as in the window, in a window of its own, in turns of `seconds`, `turns` times
+// each: with the histogram panel shown (open) or hidden (closed); or, for `readout`, with the
+// pointer resting in the middle of the live image (open) or away from it (closed), the pixel
+// read-out writing into a label beside the image as into the window's status bar.
 int liveBench(const std::string& address, const std::string& pixelFormat, uint32_t bayerMode,
-              double seconds, int turns) {
+              double seconds, int turns, bool readout) {
     QTemporaryDir dir;
     CAppSettings settings(dir.filePath("settings.ini"));
     CKorvatinCameraViewlane session(settings);
@@ -175,7 +194,13 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
     auto* widget = new CQwidgetGrabbedFrame(area);
     auto* panel = new CHistogramPanel(widget, side);
     sideLayout->addWidget(panel);
+    auto* readoutLabel = new QLabel(side);
+    sideLayout->addWidget(readoutLabel);
     sideLayout->addStretch(1);
+    CPixelReadout pixelReadout(widget, readoutLabel);
+    PaintCounter labelPaints;
+    readoutLabel->installEventFilter(&labelPaints);
+    panel->setVisible(!readout);
     window.show();
     if (!QTest::qWaitForWindowExposed(&window)) {
         std::fprintf(stderr, "korvatin-histogram-bench: the window was never shown\n");
@@ -208,15 +233,27 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
 
     double sums[2][2] = {{0, 0}, {0, 0}}; // [closed, open][display, capture] frames
     double time[2] = {0, 0};
-    uint32_t histograms = 0;
+    uint32_t histograms = 0, readoutPaints = 0;
+    const char* added = readout ? "pointer on the image" : "panel";
     for (int turn = 0; turn < 2 * turns; ++turn) {
         const int open = turn % 2;
-        panel->setVisible(open == 1);
+        if (!readout) {
+            panel->setVisible(open == 1);
+        } else if (open) {
+            const QPointF middle(widget->width() / 2.0, widget->height() / 2.0);
+            QMouseEvent move(QEvent::MouseMove, middle, widget->mapToGlobal(middle), Qt::NoButton,
+                             Qt::NoButton, Qt::NoModifier);
+            QApplication::sendEvent(widget, &move);
+        } else {
+            QEvent leave(QEvent::Leave);
+            QApplication::sendEvent(widget, &leave);
+        }
         // The first second of a turn is not counted: the panel settles.
         runFor(1);
         const uint32_t painted0 = widget->PaintedFrameCount();
         const uint32_t grabbed0 = session.grabbedFrameCount.load();
         const uint32_t computed0 = panel->ComputedCount();
+        const uint32_t labelPaints0 = labelPaints.count;
         const double gui0 = cputime::ThreadSeconds(), process0 = cputime::ProcessSeconds();
         QElapsedTimer elapsed;
         elapsed.start();
@@ -225,11 +262,13 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         sums[open][0] += widget->PaintedFrameCount() - painted0;
         sums[open][1] += session.grabbedFrameCount.load() - grabbed0;
         time[open] += s;
-        if (open)
+        if (open) {
             histograms += panel->ComputedCount() - computed0;
-        std::printf("turn %d, panel %s: display %.2f fps, capture %.2f fps, GUI thread %.0f %%, "
+            readoutPaints += labelPaints.count - labelPaints0;
+        }
+        std::printf("turn %d, %s %s: display %.2f fps, capture %.2f fps, GUI thread %.0f %%, "
                     "process %.0f %% of one core, load %.2f\n",
-                    turn + 1, open ? "open" : "closed",
+                    turn + 1, added, open ? "open" : "closed",
                     (widget->PaintedFrameCount() - painted0) / s,
                     (session.grabbedFrameCount.load() - grabbed0) / s,
                     100 * (cputime::ThreadSeconds() - gui0) / s,
@@ -246,12 +285,16 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
 
     const double closedDisplay = sums[0][0] / time[0], openDisplay = sums[1][0] / time[1];
     const double closedCapture = sums[0][1] / time[0], openCapture = sums[1][1] / time[1];
-    std::printf("histograms counted with the panel open: %u (%.2f per second)\n", histograms,
-                histograms / time[1]);
-    std::printf("RESULT live %s: closed display %.2f fps capture %.2f fps; open display %.2f fps "
+    if (readout)
+        std::printf("read-out label painted with the pointer on the image: %u (%.2f per second)\n",
+                    readoutPaints, readoutPaints / time[1]);
+    else
+        std::printf("histograms counted with the panel open: %u (%.2f per second)\n", histograms,
+                    histograms / time[1]);
+    std::printf("RESULT %s %s: closed display %.2f fps capture %.2f fps; open display %.2f fps "
                 "capture %.2f fps; display open/closed %.3f, capture open/closed %.3f\n",
-                pixelFormat.c_str(), closedDisplay, closedCapture, openDisplay, openCapture,
-                openDisplay / closedDisplay, openCapture / closedCapture);
+                readout ? "readout" : "live", pixelFormat.c_str(), closedDisplay, closedCapture,
+                openDisplay, openCapture, openDisplay / closedDisplay, openCapture / closedCapture);
     return 0;
 }
 
@@ -262,11 +305,12 @@ int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
     if (args.size() >= 1 && args[0] == "cost")
         return costBench(args.size() >= 2 ? std::atoi(args[1].c_str()) : 20);
-    if (args.size() >= 6 && args[0] == "live")
+    if (args.size() >= 6 && (args[0] == "live" || args[0] == "readout"))
         return liveBench(args[1], args[2], uint32_t(std::atoi(args[3].c_str())),
-                         std::atof(args[4].c_str()), std::atoi(args[5].c_str()));
+                         std::atof(args[4].c_str()), std::atoi(args[5].c_str()),
+                         args[0] == "readout");
     std::fprintf(stderr, "usage: korvatin-histogram-bench cost [ROUNDS]\n"
-                         "       korvatin-histogram-bench live ADDRESS PIXELFORMAT BAYER SECONDS "
-                         "TURNS\n");
+                         "       korvatin-histogram-bench live|readout ADDRESS PIXELFORMAT BAYER "
+                         "SECONDS TURNS\n");
     return 2;
 }
