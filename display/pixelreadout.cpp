@@ -10,9 +10,14 @@
 #include <QEvent>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QTimer>
+
+#include <algorithm>
 
 CPixelReadout::CPixelReadout(CQwidgetGrabbedFrame* display, QLabel* label, QObject* parent)
-    : QObject(parent), m_display(display), m_label(label) {
+    : QObject(parent), m_display(display), m_label(label), m_refreshLate(new QTimer(this)) {
+    m_refreshLate->setSingleShot(true);
+    connect(m_refreshLate, &QTimer::timeout, this, &CPixelReadout::Refresh);
     m_display->setMouseTracking(true);
     m_display->installEventFilter(this);
     m_label->hide();
@@ -52,10 +57,27 @@ QString CPixelReadout::TextAt(const QPoint& pos) const {
 }
 
 void CPixelReadout::Refresh() {
+    m_refreshLate->stop();
+    m_written.start();
+    int zoom = 0;
+    m_display->GetView(m_shownView, zoom);
     const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
     m_label->setText(text);
     // An empty field takes no room after the status bar's own ones.
     m_label->setVisible(!text.isEmpty());
+}
+
+void CPixelReadout::RefreshAfterPaint() {
+    QRect view;
+    int zoom = 0;
+    m_display->GetView(view, zoom);
+    if (view != m_shownView || !m_written.isValid()) {
+        Refresh();
+        return;
+    }
+    if (m_refreshLate->isActive() || TextAt(m_pointer) == m_label->text())
+        return;
+    m_refreshLate->start(int(std::max<qint64>(0, kFrameRefreshMs - m_written.elapsed())));
 }
 
 bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
@@ -78,7 +100,7 @@ bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
         case QEvent::Paint:
             // The frame under a resting pointer changed, or the view moved.
             if (m_pointerInside)
-                Refresh();
+                RefreshAfterPaint();
             break;
         default:
             break;

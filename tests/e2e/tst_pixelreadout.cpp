@@ -1,6 +1,7 @@
 // The status bar's pixel read-out over the simulator's still colour bars: coordinates and the
 // value as received (grey at the format's depth, the Bayer cell's colour and level, R, G, B) at
-// chosen points through three zoom levels and a pan, and nothing outside the image.
+// chosen points through three zoom levels and a pan, and nothing outside the image; over the
+// moving ramp, a resting pointer that follows the frames and the view.
 #include "colourbars.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
@@ -152,6 +153,46 @@ private slots:
         QEvent leave(QEvent::Leave);
         QApplication::sendEvent(display, &leave);
         QCOMPARE(readout->text(), QString());
+    }
+
+    void aRestingPointerFollowsTheLiveImageAndTheView() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.20.32", "--width", QString::number(kWidth),
+                                  "--height", QString::number(kHeight)}),
+                 qPrintable(sim.errorString()));
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings-moving.ini")), 1);
+        QVERIFY(window);
+        QVERIFY(ConnectFirstRow(*window));
+        CQwidgetGrabbedFrame* display = GrabbedFrame(*window);
+        QLabel* readout = Readout(*window);
+        QVERIFY(QTest::qWaitFor([&] { return display->Image() != nullptr; }, 20000));
+        const QPoint pos(display->width() / 3, display->height() / 3);
+        MovePointer(display, pos);
+        const QString first = readout->text();
+        QVERIFY2(first.startsWith("X ") && first.contains("Grey "), qPrintable(first));
+        // The ramp moves under the pointer, which does not: the value follows the frames.
+        QVERIFY2(QTest::qWaitFor([&] { return readout->text() != first; }, 20000),
+                 qPrintable(first));
+        const QString second = readout->text();
+        QVERIFY2(QTest::qWaitFor([&] { return readout->text() != second; }, 20000),
+                 qPrintable(second));
+
+        // Zoomed without a pointer move, the coordinates are those of the new view at once: on
+        // the display's next paint, which the zoom asks for.
+        const QString before = readout->text();
+        display->ZoomIn();
+        display->ZoomIn();
+        QRect visible;
+        int zoom = 0;
+        display->GetView(visible, zoom);
+        QCOMPARE(zoom, 200);
+        const QString coordinates =
+            QString("X %1  Y %2  ")
+                .arg(visible.x() + visible.width() * pos.x() / display->width())
+                .arg(visible.y() + visible.height() * pos.y() / display->height());
+        display->repaint();
+        QVERIFY2(readout->text().startsWith(coordinates),
+                 qPrintable(before + " -> " + readout->text() + ", expected " + coordinates));
     }
 
     void aReadingIsOnlyTakenInsideTheImage() {
