@@ -21,10 +21,15 @@ void CHistogramView::SetHistogram(const CFrameHistogram& histogram) {
 
 void CHistogramView::SetHistogram(const CFrameHistogram& histogram, const QImage& picture,
                                   bool logarithmic) {
+    // A live image whose histogram holds still (a still scene, a steady light) often gives the
+    // same picture frame after frame: the view is then not painted, nor composed, again.
+    const bool same =
+        !picture.isNull() && logarithmic == m_pictureLogarithmic && picture == m_picture;
     m_histogram = histogram;
     m_picture = picture;
     m_pictureLogarithmic = logarithmic;
-    update();
+    if (!same)
+        update();
 }
 
 void CHistogramView::SetLogarithmic(bool logarithmic) {

@@ -18,7 +18,7 @@ public:
 
     void SetHistogram(const CFrameHistogram& histogram);
     // With the picture Render drew for it; drawn again here if the view has since changed size
-    // or scale.
+    // or scale. A picture equal to the one shown repaints nothing.
     void SetHistogram(const CFrameHistogram& histogram, const QImage& picture, bool logarithmic);
     void SetLogarithmic(bool logarithmic);
     bool Logarithmic() const { return m_logarithmic; }

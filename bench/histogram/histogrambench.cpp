@@ -198,8 +198,9 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
     sideLayout->addWidget(readoutLabel);
     sideLayout->addStretch(1);
     CPixelReadout pixelReadout(widget, readoutLabel);
-    PaintCounter labelPaints;
+    PaintCounter labelPaints, viewPaints;
     readoutLabel->installEventFilter(&labelPaints);
+    panel->findChild<CHistogramView*>()->installEventFilter(&viewPaints);
     panel->setVisible(!readout);
     window.show();
     if (!QTest::qWaitForWindowExposed(&window)) {
@@ -233,7 +234,7 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
 
     double sums[2][2] = {{0, 0}, {0, 0}}; // [closed, open][display, capture] frames
     double time[2] = {0, 0};
-    uint32_t histograms = 0, readoutPaints = 0;
+    uint32_t histograms = 0, readoutPaints = 0, histogramPaints = 0;
     const char* added = readout ? "pointer on the image" : "panel";
     for (int turn = 0; turn < 2 * turns; ++turn) {
         const int open = turn % 2;
@@ -254,6 +255,7 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         const uint32_t grabbed0 = session.grabbedFrameCount.load();
         const uint32_t computed0 = panel->ComputedCount();
         const uint32_t labelPaints0 = labelPaints.count;
+        const uint32_t viewPaints0 = viewPaints.count;
         const double gui0 = cputime::ThreadSeconds(), process0 = cputime::ProcessSeconds();
         QElapsedTimer elapsed;
         elapsed.start();
@@ -265,6 +267,7 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         if (open) {
             histograms += panel->ComputedCount() - computed0;
             readoutPaints += labelPaints.count - labelPaints0;
+            histogramPaints += viewPaints.count - viewPaints0;
         }
         std::printf("turn %d, %s %s: display %.2f fps, capture %.2f fps, GUI thread %.0f %%, "
                     "process %.0f %% of one core, load %.2f\n",
@@ -289,8 +292,9 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         std::printf("read-out label painted with the pointer on the image: %u (%.2f per second)\n",
                     readoutPaints, readoutPaints / time[1]);
     else
-        std::printf("histograms counted with the panel open: %u (%.2f per second)\n", histograms,
-                    histograms / time[1]);
+        std::printf("histograms counted with the panel open: %u (%.2f per second), pictures "
+                    "painted: %u (%.2f per second)\n",
+                    histograms, histograms / time[1], histogramPaints, histogramPaints / time[1]);
     std::printf("RESULT %s %s: closed display %.2f fps capture %.2f fps; open display %.2f fps "
                 "capture %.2f fps; display open/closed %.3f, capture open/closed %.3f\n",
                 readout ? "readout" : "live", pixelFormat.c_str(), closedDisplay, closedCapture,

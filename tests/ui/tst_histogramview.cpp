@@ -1,5 +1,6 @@
 // The histogram panel's picture (CHistogramView::Render): the logarithmic scale lifts small
-// counts, and the corner marks show exactly when pixels sit at the lowest or highest level.
+// counts, and the corner marks show exactly when pixels sit at the lowest or highest level; the
+// view paints a new picture, and not one equal to the picture it shows.
 #include <histogramview.h>
 
 #include <QtTest>
@@ -38,6 +39,19 @@ int Rise(const QImage& picture, int from, int to) {
             }
     return rise;
 }
+
+// Counts the paints of the widget it watches.
+class PaintCounter : public QObject {
+public:
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint)
+            ++count;
+        return QObject::eventFilter(watched, event);
+    }
+};
 
 } // namespace
 
@@ -89,6 +103,34 @@ private slots:
             QCOMPARE(picture.pixel(1, 1), kBackground);
         if (!high)
             QCOMPARE(picture.pixel(kSize.width() - 2, 1), kBackground);
+    }
+
+    void aPictureEqualToTheOneShownPaintsNothing() {
+        CHistogramView view;
+        view.resize(kSize);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        PaintCounter paints;
+        view.installEventFilter(&paints);
+        // Each step's repaint, when one is asked for, happens while posted events are handled.
+        auto settle = [] { QCoreApplication::processEvents(); };
+        const CFrameHistogram first = Histogram({{64, 1000}, {192, 10}});
+        const QImage firstPicture = CHistogramView::Render(first, view.size(), false);
+        view.SetHistogram(first, firstPicture, false);
+        QTRY_COMPARE(paints.count, 1);
+        // Counted from another frame with the same levels: the same picture.
+        const CFrameHistogram again = Histogram({{64, 1000}, {192, 10}});
+        view.SetHistogram(again, CHistogramView::Render(again, view.size(), false), false);
+        settle();
+        QCOMPARE(paints.count, 1);
+        // The same picture on the other scale is another picture.
+        view.SetHistogram(again, CHistogramView::Render(again, view.size(), true), true);
+        QTRY_COMPARE(paints.count, 2);
+        const CFrameHistogram other = Histogram({{64, 1000}, {192, 500}});
+        view.SetHistogram(other, CHistogramView::Render(other, view.size(), true), true);
+        QTRY_COMPARE(paints.count, 3);
+        settle();
+        QCOMPARE(paints.count, 3);
     }
 };
 
