@@ -35,9 +35,10 @@ void MainWindow::SetUpPixelReadout() {
     auto* label = new QLabel(ui->statusBar);
     label->setObjectName("label_pixelValue");
     label->setStyleSheet("color: rgb(255, 255, 255);");
-    label->setMinimumWidth(0);
     label->setToolTip("Image coordinates and the value the camera sent there");
-    // After the status bar's own eight fields, taking what room is left.
+    // After the status bar's own eight fields, taking what room is left and asking for none: a
+    // reading never widens the window (on a small screen the text is cut at the right).
+    label->setSizePolicy(QSizePolicy::Ignored, label->sizePolicy().verticalPolicy());
     ui->statusBar->addWidget(label, 1);
     m_pixelReadout = new CPixelReadout(ui->widgetGrabbedFrame, label, this);
 }

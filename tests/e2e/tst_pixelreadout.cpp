@@ -195,6 +195,18 @@ private slots:
         QVERIFY2(QTest::qWaitFor([&] { return readout->text() != second; }, 20000),
                  qPrintable(second));
 
+        // A reading takes only the room the status bar has left: on a small screen the window
+        // keeps its width, however long the text.
+        window->resize(1072, 732);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+        QCOMPARE(window->width(), 1072);
+        MovePointer(display, QPoint(display->width() / 2, display->height() / 2));
+        QVERIFY(!readout->text().isEmpty());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+        QCOMPARE(window->width(), 1072);
+        QVERIFY2(window->minimumSizeHint().width() <= 1072,
+                 qPrintable(QString::number(window->minimumSizeHint().width())));
+
         // Zoomed without a pointer move, the coordinates are those of the new view at once: in
         // the display's first paint after the zoom, not up to 250 ms later as a new frame's
         // value under a resting pointer. The probe, installed after the read-out, sees each
