@@ -61,20 +61,29 @@ QImage CHistogramView::Render(const CFrameHistogram& histogram, const QSize& siz
     const size_t levels = channels.front().bins.size();
     auto scale = [&](uint64_t n) { return logarithmic ? std::log10(1.0 + double(n)) : double(n); };
     // Each column shows the largest count of the levels it covers, so a narrow peak stays.
+    // The height is that of the largest count between the two end levels: pixels clipped at an
+    // end pile up by the hundred thousand and would flatten the rest of the curve to its base
+    // line; their column stands at full height instead, and the corner mark says they are there.
     std::vector<std::vector<uint64_t>> columns(channels.size(), std::vector<uint64_t>(size_t(w)));
-    double peak = 0;
+    double peak = 0, peakWithEnds = 0;
     for (size_t c = 0; c < channels.size(); ++c) {
         const std::vector<uint64_t>& bins = channels[c].bins;
         for (int x = 0; x < w; ++x) {
             const size_t first = size_t(x) * levels / size_t(w);
             const size_t last = std::max(first + 1, size_t(x + 1) * levels / size_t(w));
-            uint64_t top = 0;
-            for (size_t level = first; level < last && level < levels; ++level)
+            uint64_t top = 0, inner = 0;
+            for (size_t level = first; level < last && level < levels; ++level) {
                 top = std::max(top, bins[level]);
+                if (level != 0 && level + 1 != levels)
+                    inner = std::max(inner, bins[level]);
+            }
             columns[c][size_t(x)] = top;
-            peak = std::max(peak, scale(top));
+            peak = std::max(peak, scale(inner));
+            peakWithEnds = std::max(peakWithEnds, scale(top));
         }
     }
+    if (peak <= 0)
+        peak = peakWithEnds; // every pixel at an end
     if (peak <= 0)
         return picture;
     // Drawn pixel by pixel: a painter path through a spiky histogram (a few levels only, as
@@ -99,7 +108,7 @@ QImage CHistogramView::Render(const CFrameHistogram& histogram, const QSize& siz
             const uint64_t n = columns[c][size_t(x)];
             // Any count at all rises at least a pixel above the base line, so a level alone in
             // its column shows.
-            int rise = int(std::lround((h - 2) * scale(n) / peak));
+            int rise = int(std::lround((h - 2) * std::min(1.0, scale(n) / peak)));
             if (n > 0)
                 rise = std::max(rise, 1);
             const int top = bottom - rise;

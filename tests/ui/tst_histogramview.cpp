@@ -40,6 +40,19 @@ int Rise(const QImage& picture, int from, int to) {
     return rise;
 }
 
+// How far the drawing reaches up without a gap from the bottom line within columns [from, to):
+// unlike Rise, not misled by a corner mark above the column.
+int FilledHeight(const QImage& picture, int from, int to) {
+    int height = 0;
+    for (int x = from; x < to; ++x) {
+        int y = picture.height() - 1;
+        while (y >= 0 && picture.pixel(x, y) != kBackground)
+            --y;
+        height = std::max(height, picture.height() - 1 - y);
+    }
+    return height;
+}
+
 // Counts the paints of the widget it watches.
 class PaintCounter : public QObject {
 public:
@@ -76,6 +89,37 @@ private slots:
         const int lifted = Rise(logarithmic, half, kSize.width());
         QVERIFY2(small >= 1 && small <= 3, qPrintable(QString::number(small)));
         QVERIFY2(lifted >= 27 && lifted <= 34, qPrintable(QString::number(lifted)));
+    }
+
+    void clippedPixelsDoNotFlattenTheRestOfTheCurve_data() {
+        QTest::addColumn<bool>("logarithmic");
+        QTest::newRow("linear") << false;
+        QTest::newRow("logarithmic") << true;
+    }
+
+    void clippedPixelsDoNotFlattenTheRestOfTheCurve() {
+        QFETCH(bool, logarithmic);
+        // Over-exposed: 100000 pixels at the highest level, 1000 at level 64, 10 at level 160.
+        const QImage picture = CHistogramView::Render(
+            Histogram({{64, 1000}, {160, 10}, {255, 100000}}), kSize, logarithmic);
+        const int w = kSize.width();
+        // The largest count between the ends sets the height: level 64 reaches the top, and the
+        // clipped column at the right end stands at full height beside the red mark.
+        QVERIFY2(Rise(picture, 0, w / 2) >= kSize.height() - 3,
+                 qPrintable(QString::number(Rise(picture, 0, w / 2))));
+        QVERIFY2(FilledHeight(picture, w - 12, w) >= kSize.height() - 3,
+                 qPrintable(QString::number(FilledHeight(picture, w - 12, w))));
+        // Level 160 keeps its share of level 64's height: 1 % linear, a third logarithmic.
+        const int small = Rise(picture, w / 2, w - 12);
+        if (logarithmic)
+            QVERIFY2(small >= 27 && small <= 34, qPrintable(QString::number(small)));
+        else
+            QVERIFY2(small >= 1 && small <= 3, qPrintable(QString::number(small)));
+        // All pixels at the ends: they alone set the height.
+        const QImage ends = CHistogramView::Render(Histogram({{0, 300}, {255, 100}}), kSize, false);
+        QVERIFY(FilledHeight(ends, 0, 12) >= kSize.height() - 3);
+        const int third = FilledHeight(ends, w - 12, w);
+        QVERIFY2(third >= 27 && third <= 33, qPrintable(QString::number(third)));
     }
 
     void clippingMarksShowWhenPixelsSitAtAnEnd_data() {
