@@ -1,6 +1,7 @@
 // The histogram panel after Stream Statistics, on the simulator's still colour bars: the counts
 // of every level equal those the bars give, for the whole frame and, zoomed, for the part shown;
-// figures with the clipped share; linear and logarithmic.
+// figures with the clipped share; linear and logarithmic. On Aravis' own simulated camera, whose
+// image brightens with gain and exposure: the histogram moves with them and shows the clipping.
 #include "colourbars.h"
 #include "histogrampanel.h"
 #include "korvatincameraviewlane.h"
@@ -154,6 +155,72 @@ private slots:
                 SaveAtBothSizes(*window, "histogram-mono8-zoomed");
             }
         }
+    }
+
+    void histogramMovesWithGainAndExposure() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startAravisFake("127.0.20.62"), qPrintable(sim.errorString()));
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings-aravis.ini")), 1);
+        QVERIFY(window);
+        QVERIFY(ConnectFirstRow(*window));
+        window->findChild<QFrameFoldable*>("qFrameFoldable_histogram")
+            ->findChild<QToolButton*>("toolButton")
+            ->click();
+        auto* panel = window->findChild<CHistogramPanel*>("widget_histogram");
+        QVERIFY(panel && panel->isVisible());
+        auto* figuresLabel = window->findChild<QLabel*>("label_histogramFigures");
+
+        // The share of pixels at the top level and the mean of the histogram shown last.
+        double share = -1, mean = -1;
+        auto shown = [&] {
+            if (panel->Shown().Channels().size() != 1)
+                return false;
+            const CFrameHistogram::Figures f =
+                CFrameHistogram::FiguresOf(panel->Shown().Channels()[0].bins);
+            share = f.count ? double(f.clippedHigh) / double(f.count) : -1;
+            mean = f.mean;
+            return f.count > 0;
+        };
+        // Waits until the histogram shown has a top-level share within [low, high] and the
+        // figures say so.
+        auto waitForShare = [&](double low, double high) {
+            const bool reached = QTest::qWaitFor(
+                [&] {
+                    if (!shown() || share < low || share > high)
+                        return false;
+                    const QString figures = figuresLabel->text();
+                    return figures.contains(
+                        QString("high %1 (")
+                            .arg(CFrameHistogram::FiguresOf(panel->Shown().Channels()[0].bins)
+                                     .clippedHigh));
+                },
+                20000);
+            if (!reached)
+                qWarning("share %.3f, mean %.2f, figures: %s", share, mean,
+                         qPrintable(figuresLabel->text()));
+            return reached;
+        };
+
+        // Aravis' ramp at gain 0 and 10 ms: levels up to 254, none clipped.
+        window->Session()->SetUInt32("GainRaw", 0);
+        window->Session()->SetDouble("ExposureTimeAbs", 10000);
+        QVERIFY(waitForShare(0, 0));
+        const double darkMean = mean;
+        // Gain 3 multiplies the levels by four: three quarters of the pixels reach the top.
+        window->Session()->SetUInt32("GainRaw", 3);
+        QVERIFY(waitForShare(0.70, 0.80));
+        const double gainMean = mean;
+        QVERIFY2(gainMean > darkMean + 50, qPrintable(QString("%1 %2").arg(darkMean).arg(mean)));
+        SaveAtBothSizes(*window, "histogram-aravis-gain3");
+        // Back to gain 0, four times the exposure: brighter than at first, less than at gain 3.
+        window->Session()->SetUInt32("GainRaw", 0);
+        window->Session()->SetDouble("ExposureTimeAbs", 40000);
+        QVERIFY(waitForShare(0.30, 0.45));
+        QVERIFY2(mean > darkMean + 20 && mean < gainMean,
+                 qPrintable(QString("%1 %2 %3").arg(darkMean).arg(mean).arg(gainMean)));
+        // And back: nothing clipped again.
+        window->Session()->SetDouble("ExposureTimeAbs", 10000);
+        QVERIFY(waitForShare(0, 0));
     }
 };
 
