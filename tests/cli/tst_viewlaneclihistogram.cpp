@@ -1,5 +1,6 @@
 // viewlane-cli histogram against the simulator's still colour bars: every figure and every bin
-// equal to those counted here from a raw frame saved by save-frame in the same test.
+// equal to those counted here from a raw frame saved by save-frame in the same test. Against
+// Aravis' simulated camera: the figures move with its gain and exposure.
 #include "clirun.h"
 #include "simulatorprocess.h"
 #include "testnetwork.h"
@@ -13,6 +14,7 @@
 namespace {
 
 const char* const kAddress = "127.0.20.51";
+const char* const kAravisAddress = "127.0.20.53";
 constexpr int kWidth = 640;
 constexpr int kHeight = 480;
 
@@ -160,6 +162,53 @@ private slots:
             for (int x = 0; x < kWidth; ++x)
                 ++expected[kCell[(y & 1) * 2 + (x & 1)]].bins[quint8(raw[y * kWidth + x])];
         Compare(run.out, expected, 2);
+    }
+
+    // Aravis' ramp brightens with GainRaw and ExposureTimeAbs; levels pushed past the top are
+    // clipped there.
+    void theFiguresMoveWithGainAndExposure() {
+        SimulatorProcess fake;
+        QVERIFY2(fake.startAravisFake(kAravisAddress), qPrintable(fake.errorString()));
+        auto read = [](const char* feature) {
+            const CliRun run = RunCli({"get", kAravisAddress, feature});
+            return run.exitCode == 0 ? run.out.trimmed().toDouble() : -1.0;
+        };
+        const double pixels = read("Width") * read("Height");
+        QVERIFY(pixels > 0);
+        // The grey line's mean and the share of pixels at the highest level.
+        double mean = -1, share = -1;
+        auto measure = [&] {
+            const CliRun run = RunCli({"histogram", kAravisAddress});
+            const QStringList f = run.out.trimmed().split(' ');
+            if (run.exitCode != 0 || f.size() != 7 || f[0] != "grey") {
+                qWarning("%s%s", qPrintable(run.out), qPrintable(run.errLines.join('\n')));
+                return false;
+            }
+            mean = f[3].toDouble();
+            share = f[6].toDouble() / pixels;
+            return true;
+        };
+        auto set = [](const char* feature, const char* value) {
+            return RunCli({"set", kAravisAddress, feature, value}).exitCode == 0;
+        };
+        QVERIFY(set("GainRaw", "0"));
+        QVERIFY(set("ExposureTimeAbs", "10000"));
+        QVERIFY(measure());
+        QCOMPARE(share, 0.0);
+        const double darkMean = mean;
+        // Gain 3 multiplies the levels by four: three quarters reach the top.
+        QVERIFY(set("GainRaw", "3"));
+        QVERIFY(measure());
+        QVERIFY2(share > 0.70 && share < 0.80, qPrintable(QString::number(share)));
+        QVERIFY2(mean > darkMean + 50, qPrintable(QString("%1 %2").arg(darkMean).arg(mean)));
+        const double gainMean = mean;
+        // Four times the exposure at gain 0: brighter than at first, less than at gain 3.
+        QVERIFY(set("GainRaw", "0"));
+        QVERIFY(set("ExposureTimeAbs", "40000"));
+        QVERIFY(measure());
+        QVERIFY2(share > 0.30 && share < 0.45, qPrintable(QString::number(share)));
+        QVERIFY2(mean > darkMean + 20 && mean < gainMean,
+                 qPrintable(QString("%1 %2 %3").arg(darkMean).arg(mean).arg(gainMean)));
     }
 
     void figuresWithoutBinsAreOneLinePerChannel() {
