@@ -1,6 +1,7 @@
 // The live histogram panel: counts each frame the display shows on a thread of its own.
 #include "histogrampanel.h"
 
+#include "pacedrefresh.h"
 #include "qwidgetgrabbedframe.h"
 
 #include <korvatinframeconverted.h>
@@ -11,8 +12,6 @@
 #include <QThread>
 #include <QTimer>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 #include <memory>
 
@@ -54,9 +53,8 @@ CHistogramPanel::CHistogramPanel(CQwidgetGrabbedFrame* display, QWidget* parent)
     m_showLate->setSingleShot(true);
     m_showLate->setInterval(250);
     connect(m_showLate, &QTimer::timeout, this, &CHistogramPanel::Show);
-    m_figuresLate = new QTimer(this);
-    m_figuresLate->setSingleShot(true);
-    connect(m_figuresLate, &QTimer::timeout, this, &CHistogramPanel::ShowFigures);
+    m_figuresRefresh = new CPacedRefresh(
+        kFiguresMs, [this] { m_figures->setText(FiguresText(m_view->Histogram())); }, this);
 
     m_copy = std::make_shared<FrameCopy>();
 
@@ -146,32 +144,25 @@ void CHistogramPanel::TakeFrame() {
         m_worker,
         [this, copy] {
             // Counting thread.
-            CFrameHistogram histogram;
-            histogram.Add(copy->frame, copy->bayerMode, copy->region, nullptr);
+            Counted counted;
+            counted.histogram.Add(copy->frame, copy->bayerMode, copy->region, nullptr);
             // Drawn here too: the GUI thread only puts the picture on screen.
-            QImage picture;
-            if (!histogram.Channels().empty())
-                picture = CHistogramView::Render(histogram, copy->viewSize, copy->logarithmic);
+            if (!counted.histogram.Channels().empty())
+                counted.picture =
+                    CHistogramView::Render(counted.histogram, copy->viewSize, copy->logarithmic);
+            counted.logarithmic = copy->logarithmic;
+            counted.region = copy->region;
             QMetaObject::invokeMethod(
-                this,
-                [this, histogram, picture, region = copy->region, logarithmic = copy->logarithmic] {
-                    Arrived(histogram, picture, logarithmic, region);
-                },
-                Qt::QueuedConnection);
+                this, [this, counted] { Arrived(counted); }, Qt::QueuedConnection);
         },
         Qt::QueuedConnection);
 }
 
-void CHistogramPanel::Arrived(const CFrameHistogram& histogram, const QImage& picture,
-                              bool logarithmic, const CFrameHistogram::Region& region) {
+void CHistogramPanel::Arrived(const Counted& counted) {
     m_busy = false;
-    if (histogram.Channels().empty())
+    if (counted.histogram.Channels().empty())
         return;
-    m_pending = true;
-    m_pendingHistogram = histogram;
-    m_pendingPicture = picture;
-    m_pendingLogarithmic = logarithmic;
-    m_pendingRegion = region;
+    m_pending = counted;
     m_showLate->start();
 }
 
@@ -179,22 +170,13 @@ void CHistogramPanel::Show() {
     m_showLate->stop();
     if (!m_pending)
         return;
-    m_pending = false;
     ++m_computed;
-    m_shownRegion = m_pendingRegion;
-    m_view->SetHistogram(m_pendingHistogram, m_pendingPicture, m_pendingLogarithmic);
-    m_pendingPicture = QImage();
+    m_shownRegion = m_pending->region;
+    m_view->SetHistogram(m_pending->histogram, m_pending->picture, m_pending->logarithmic);
+    m_pending.reset();
     // The figures follow at a pace they can be read at; the curve keeps the display's.
-    if (!m_figuresLate->isActive()) {
-        const qint64 since = m_figuresShown.isValid() ? m_figuresShown.elapsed() : kFiguresMs;
-        m_figuresLate->start(int(std::max<qint64>(0, kFiguresMs - since)));
-    }
+    m_figuresRefresh->Soon();
     emit histogramShown();
-}
-
-void CHistogramPanel::ShowFigures() {
-    m_figuresShown.start();
-    m_figures->setText(FiguresText(m_view->Histogram()));
 }
 
 QString CHistogramPanel::FiguresText(const CFrameHistogram& histogram) {

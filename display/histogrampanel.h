@@ -6,13 +6,14 @@
 
 #include <framehistogram.h>
 
-#include <QElapsedTimer>
 #include <QWidget>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
+class CPacedRefresh;
 class CQwidgetGrabbedFrame;
 class QCheckBox;
 class QLabel;
@@ -46,12 +47,19 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    // A histogram counted on the worker, with its picture drawn for the view's size and scale
+    // at the time, and the region it covers.
+    struct Counted {
+        CFrameHistogram histogram;
+        QImage picture;
+        bool logarithmic = false;
+        CFrameHistogram::Region region;
+    };
+
     void TakeFrame();
     // Keeps a counted histogram until the window repaints anyway.
-    void Arrived(const CFrameHistogram& histogram, const QImage& picture, bool logarithmic,
-                 const CFrameHistogram::Region& region);
+    void Arrived(const Counted& counted);
     void Show();
-    void ShowFigures();
 
     struct FrameCopy;
 
@@ -73,17 +81,10 @@ private:
     // Counted and not yet on screen. Every repaint in a window that holds the OpenGL display
     // composes the whole window again; so the histogram goes on screen in the same repaint as
     // the display's next frame, and by m_showLate only when no such repaint comes.
-    bool m_pending = false;
-    CFrameHistogram m_pendingHistogram;
-    QImage m_pendingPicture;
-    bool m_pendingLogarithmic = false;
-    CFrameHistogram::Region m_pendingRegion;
+    std::optional<Counted> m_pending;
     QTimer* m_showLate;
-    // The figures' text, at most every kFiguresMs: figures changing with every frame cannot be
-    // read, and each change of a plain widget beside the OpenGL display copies the whole
-    // window's picture to compose it.
-    static constexpr qint64 kFiguresMs = 250;
-    QElapsedTimer m_figuresShown;
-    QTimer* m_figuresLate;
+    // The figures' text, at most every kFiguresMs; the curve keeps the display's pace.
+    static constexpr int kFiguresMs = 250;
+    CPacedRefresh* m_figuresRefresh;
     QObject* m_watchedWindow = nullptr;
 };

@@ -13,12 +13,6 @@ CHistogramView::CHistogramView(QWidget* parent) : QOpenGLWidget(parent) {
     setObjectName("histogramView");
 }
 
-void CHistogramView::SetHistogram(const CFrameHistogram& histogram) {
-    m_histogram = histogram;
-    m_picture = QImage();
-    update();
-}
-
 void CHistogramView::SetHistogram(const CFrameHistogram& histogram, const QImage& picture,
                                   bool logarithmic) {
     // A live image whose histogram holds still (a still scene, a steady light) often gives the

@@ -16,7 +16,6 @@ public:
     // panel draws on its counting thread, so that the GUI thread only copies the picture.
     static QImage Render(const CFrameHistogram& histogram, const QSize& size, bool logarithmic);
 
-    void SetHistogram(const CFrameHistogram& histogram);
     // With the picture Render drew for it; drawn again here if the view has since changed size
     // or scale. A picture equal to the one shown repaints nothing.
     void SetHistogram(const CFrameHistogram& histogram, const QImage& picture, bool logarithmic);

@@ -2,6 +2,7 @@
 // camera sent there, through every zoom and pan of the display.
 #include "pixelreadout.h"
 
+#include "pacedrefresh.h"
 #include "pixelvalue.h"
 #include "qwidgetgrabbedframe.h"
 
@@ -10,14 +11,11 @@
 #include <QEvent>
 #include <QLabel>
 #include <QMouseEvent>
-#include <QTimer>
-
-#include <algorithm>
 
 CPixelReadout::CPixelReadout(CQwidgetGrabbedFrame* display, QLabel* label, QObject* parent)
-    : QObject(parent), m_display(display), m_label(label), m_refreshLate(new QTimer(this)) {
-    m_refreshLate->setSingleShot(true);
-    connect(m_refreshLate, &QTimer::timeout, this, &CPixelReadout::Refresh);
+    : QObject(parent), m_display(display), m_label(label),
+      m_refresh(new CPacedRefresh(
+          kFrameRefreshMs, [this] { Write(); }, this)) {
     m_display->setMouseTracking(true);
     m_display->installEventFilter(this);
     m_label->hide();
@@ -56,9 +54,7 @@ QString CPixelReadout::TextAt(const QPoint& pos) const {
         .arg(QString::fromStdString(value.Text()));
 }
 
-void CPixelReadout::Refresh() {
-    m_refreshLate->stop();
-    m_written.start();
+void CPixelReadout::Write() {
     int zoom = 0;
     m_display->GetView(m_shownView, zoom);
     const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
@@ -71,13 +67,10 @@ void CPixelReadout::RefreshAfterPaint() {
     QRect view;
     int zoom = 0;
     m_display->GetView(view, zoom);
-    if (view != m_shownView || !m_written.isValid()) {
-        Refresh();
-        return;
-    }
-    if (m_refreshLate->isActive() || TextAt(m_pointer) == m_label->text())
-        return;
-    m_refreshLate->start(int(std::max<qint64>(0, kFrameRefreshMs - m_written.elapsed())));
+    if (view != m_shownView)
+        m_refresh->Now();
+    else if (!m_refresh->Waiting() && TextAt(m_pointer) != m_label->text())
+        m_refresh->Soon();
 }
 
 bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
@@ -86,16 +79,16 @@ bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
         case QEvent::MouseMove:
             m_pointer = static_cast<QMouseEvent*>(event)->position().toPoint();
             m_pointerInside = true;
-            Refresh();
+            m_refresh->Now();
             break;
         case QEvent::Enter:
             m_pointerInside = true;
             m_pointer = m_display->mapFromGlobal(QCursor::pos());
-            Refresh();
+            m_refresh->Now();
             break;
         case QEvent::Leave:
             m_pointerInside = false;
-            Refresh();
+            m_refresh->Now();
             break;
         case QEvent::Paint:
             // The frame under a resting pointer changed, or the view moved.

@@ -2,7 +2,6 @@
 // camera sent there, through every zoom and pan of the display.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QPoint>
 #include <QRect>
@@ -10,8 +9,8 @@
 #include <QString>
 
 class CQwidgetGrabbedFrame;
+class CPacedRefresh;
 class QLabel;
-class QTimer;
 
 class CPixelReadout : public QObject {
     Q_OBJECT
@@ -35,8 +34,8 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    // Writes the value under the pointer now.
-    void Refresh();
+    // Writes the value under the pointer, for the view shown now.
+    void Write();
     // After a paint: a moved view is written now, a new frame under a resting pointer at most
     // every kFrameRefreshMs.
     void RefreshAfterPaint();
@@ -47,10 +46,8 @@ private:
     bool m_pointerInside = false;
     // The view the label was last written for.
     QRect m_shownView;
-    // A value changing with every frame of a live image cannot be read, and each change of the
-    // label, a plain widget beside the OpenGL display, has the whole window's picture copied to
-    // compose it: a resting pointer follows the frames at the pace the value can be read at.
-    static constexpr qint64 kFrameRefreshMs = 250;
-    QElapsedTimer m_written;
-    QTimer* m_refreshLate;
+    // A resting pointer follows the frames at the pace the value can be read at; pointer moves
+    // and a moved view are written at once.
+    static constexpr int kFrameRefreshMs = 250;
+    CPacedRefresh* m_refresh;
 };
