@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -56,6 +57,29 @@ CFrameHistogram::Region cut(const CFrameHistogram::Region& region, uint32_t widt
     r.width = std::min(r.width, width - r.x);
     r.height = std::min(r.height, height - r.y);
     return r;
+}
+
+// Counts the 16-bit little-endian samples of region `r`, two columns at a time, into 32-bit
+// partial tables: `tables(line)` gives the tables of that line's first and second column of the
+// region, and `fold()` moves the partial counts into the totals, every 4096 lines (a line adds at
+// most 65535 to a count) and after the last line.
+template <typename Tables, typename Fold>
+void countPairs16(const uint8_t* data, uint32_t stride, const CFrameHistogram::Region& r,
+                  uint32_t mask, Tables tables, Fold fold) {
+    for (uint32_t y = 0; y < r.height; ++y) {
+        const uint32_t line = r.y + y;
+        const uint8_t* p = data + size_t(line) * stride + size_t(r.x) * 2;
+        const auto [first, second] = tables(line);
+        uint32_t x = 0;
+        for (; x + 2 <= r.width; x += 2, p += 4) {
+            ++first[(p[0] | (uint32_t(p[1]) << 8)) & mask];
+            ++second[(p[2] | (uint32_t(p[3]) << 8)) & mask];
+        }
+        if (x < r.width)
+            ++first[(p[0] | (uint32_t(p[1]) << 8)) & mask];
+        if ((y & 4095) == 4095 || y + 1 == r.height)
+            fold();
+    }
 }
 
 } // namespace
@@ -113,21 +137,13 @@ void CFrameHistogram::AddGrey16(const uint8_t* data, uint32_t stride, const Regi
     std::vector<uint32_t> partial(2 * levels, 0);
     uint32_t* even = partial.data();
     uint32_t* odd = even + levels;
-    for (uint32_t y = 0; y < r.height; ++y) {
-        const uint8_t* p = data + size_t(r.y + y) * stride + size_t(r.x) * 2;
-        uint32_t x = 0;
-        for (; x + 2 <= r.width; x += 2, p += 4) {
-            ++even[(p[0] | (uint32_t(p[1]) << 8)) & mask];
-            ++odd[(p[2] | (uint32_t(p[3]) << 8)) & mask];
-        }
-        if (x < r.width)
-            ++even[(p[0] | (uint32_t(p[1]) << 8)) & mask];
-        if ((y & 4095) == 4095 || y + 1 == r.height) {
+    countPairs16(
+        data, stride, r, mask, [&](uint32_t) { return std::pair(even, odd); },
+        [&] {
             for (size_t level = 0; level < levels; ++level)
                 bins[level] += uint64_t(even[level]) + odd[level];
             std::fill(partial.begin(), partial.end(), 0);
-        }
-    }
+        });
 }
 
 void CFrameHistogram::AddRgb8(const uint8_t* data, uint32_t stride, const Region& r, int step,
@@ -162,27 +178,20 @@ void CFrameHistogram::AddMosaic(const uint8_t* data, uint32_t stride, const Regi
         const uint32_t mask = (1u << bits) - 1;
         const size_t levels = size_t(1) << bits;
         std::vector<uint32_t> partial(4 * levels, 0);
-        for (uint32_t y = 0; y < r.height; ++y) {
-            const uint32_t line = r.y + y;
-            const uint8_t* p = data + size_t(line) * stride + size_t(r.x) * 2;
-            uint32_t* first = partial.data() + ((line & 1) * 2 + (r.x & 1)) * levels;
-            uint32_t* second = partial.data() + ((line & 1) * 2 + ((r.x + 1) & 1)) * levels;
-            uint32_t x = 0;
-            for (; x + 2 <= r.width; x += 2, p += 4) {
-                ++first[(p[0] | (uint32_t(p[1]) << 8)) & mask];
-                ++second[(p[2] | (uint32_t(p[3]) << 8)) & mask];
-            }
-            if (x < r.width)
-                ++first[(p[0] | (uint32_t(p[1]) << 8)) & mask];
-            if ((y & 4095) == 4095 || y + 1 == r.height) {
+        countPairs16(
+            data, stride, r, mask,
+            [&](uint32_t line) {
+                return std::pair(partial.data() + ((line & 1) * 2 + (r.x & 1)) * levels,
+                                 partial.data() + ((line & 1) * 2 + ((r.x + 1) & 1)) * levels);
+            },
+            [&] {
                 for (int k = 0; k < 4; ++k) {
                     const uint32_t* counts = partial.data() + size_t(k) * levels;
                     for (size_t level = 0; level < levels; ++level)
                         colourOf[k][level] += counts[level];
                 }
                 std::fill(partial.begin(), partial.end(), 0);
-            }
-        }
+            });
         return;
     }
     // Eight levels: two partial tables per cell position, so that runs of equal levels do not
