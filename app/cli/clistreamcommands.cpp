@@ -450,11 +450,12 @@ void CCliStreamCommands::Histogram(const std::string& device) {
                 histogram.Add(raw, options_.bayerMode, {}, session.ConversionContext());
             const uint32_t type = raw.PixelType();
             session.ReturnDisplayFrame(frame);
-            if (!added)
-                throw CKorvatinException(CKorvatinFrame::ConversionRefusal(type).empty()
-                                             ? "the frame cannot be read for a histogram"
-                                             : CKorvatinFrame::ConversionRefusal(type),
-                                         QRN_ERR_UNSUPPORTED);
+            if (!added) {
+                const std::string refusal = CKorvatinFrame::ConversionRefusal(type);
+                throw CKorvatinException(
+                    refusal.empty() ? "the frame cannot be read for a histogram" : refusal,
+                    QRN_ERR_UNSUPPORTED);
+            }
         }
     }
     for (const CFrameHistogram::Channel& channel : histogram.Channels())

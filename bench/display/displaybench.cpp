@@ -45,7 +45,6 @@ constexpr uint32_t kWidth = 2448;
 constexpr uint32_t kHeight = 2048;
 constexpr uint32_t kMono8 = 0x01080001;
 constexpr uint32_t kBayerRG8 = 0x01080009;
-// The main window's conversion target for the display: RGB10Packed, sized for the camera.
 // The main window's display intervals by index; index 0 is the "60 fps" choice.
 constexpr uint32_t kDisplayIntervalsMs[3] = {10, 30, 50};
 

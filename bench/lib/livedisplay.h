@@ -14,7 +14,8 @@
 
 namespace livedisplay {
 
-// The display's conversion target: 8-bit RGB, as the window allocates it.
+// The display's conversion target: RGB10Packed with conversion attributes 1 and 8, as the window
+// allocates it.
 constexpr uint32_t kOutputPixelType = 0x02300018;
 
 // Connects `session` to the simulator at `address` in `pixelFormat`, with no frame-rate limit
