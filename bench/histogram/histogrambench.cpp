@@ -12,6 +12,7 @@
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
 #include "loopbackdevice.h"
+#include "paintcounter.h"
 #include "pixelreadout.h"
 #include "qframesplittercentral.h"
 #include "qwidgetgrabbedframe.h"
@@ -156,19 +157,6 @@ void runFor(double seconds) {
     QTimer::singleShot(int(seconds * 1000), &loop, &QEventLoop::quit);
     loop.exec();
 }
-
-// Counts the paints of the widget it watches.
-class PaintCounter : public QObject {
-public:
-    uint32_t count = 0;
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Paint)
-            ++count;
-        return QObject::eventFilter(watched, event);
-    }
-};
 
 // The live path as in the window, in a window of its own, in turns of `seconds`, `turns` times
 // each: with the histogram panel shown (open) or hidden (closed); or, for `readout`, with the

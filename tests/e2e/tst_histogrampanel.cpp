@@ -170,29 +170,26 @@ private slots:
         QVERIFY(panel && panel->isVisible());
         auto* figuresLabel = window->findChild<QLabel*>("label_histogramFigures");
 
-        // The share of pixels at the top level and the mean of the histogram shown last.
+        // The pixels at the top level, their share and the mean of the histogram shown last.
+        uint64_t atTop = 0;
         double share = -1, mean = -1;
         auto shown = [&] {
             if (panel->Shown().Channels().size() != 1)
                 return false;
             const CFrameHistogram::Figures f =
                 CFrameHistogram::FiguresOf(panel->Shown().Channels()[0].bins);
+            atTop = f.clippedHigh;
             share = f.count ? double(f.clippedHigh) / double(f.count) : -1;
             mean = f.mean;
             return f.count > 0;
         };
-        // Waits until the histogram shown has a top-level share within [low, high] and the
+        // Waits until the histogram shown has a top-level share within [from, to] and the
         // figures say so.
-        auto waitForShare = [&](double low, double high) {
+        auto waitForShare = [&](double from, double to) {
             const bool reached = QTest::qWaitFor(
                 [&] {
-                    if (!shown() || share < low || share > high)
-                        return false;
-                    const QString figures = figuresLabel->text();
-                    return figures.contains(
-                        QString("high %1 (")
-                            .arg(CFrameHistogram::FiguresOf(panel->Shown().Channels()[0].bins)
-                                     .clippedHigh));
+                    return shown() && share >= from && share <= to &&
+                           figuresLabel->text().contains(QString("high %1 (").arg(atTop));
                 },
                 20000);
             if (!reached)

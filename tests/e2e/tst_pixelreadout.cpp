@@ -5,6 +5,7 @@
 #include "colourbars.h"
 #include "korvatincameraviewlane.h"
 #include "korvatinframeconverted.h"
+#include "paintcounter.h"
 #include "pixelreadout.h"
 #include "qwidgetgrabbedframe.h"
 #include "simulatorprocess.h"
@@ -55,24 +56,6 @@ QString ExpectedValue(const QString& format, uint32_t x, uint32_t y) {
     }
     return QString("R %1 G %2 B %3").arg(rgb[0]).arg(rgb[1]).arg(rgb[2]);
 }
-
-// Notes the label's text at each paint of the widget it watches, before the filters installed
-// earlier see the paint.
-class PaintProbe : public QObject {
-public:
-    explicit PaintProbe(const QLabel* label) : m_label(label) {}
-    QStringList texts;
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Paint)
-            texts << m_label->text();
-        return QObject::eventFilter(watched, event);
-    }
-
-private:
-    const QLabel* m_label;
-};
 
 } // namespace
 
@@ -212,7 +195,9 @@ private slots:
         // value under a resting pointer. The probe, installed after the read-out, sees each
         // paint before the read-out does, so the text it notes at the second paint is what the
         // first one left.
-        PaintProbe probe(readout);
+        QStringList texts;
+        PaintCounter probe;
+        probe.onPaint = [&] { texts << readout->text(); };
         display->installEventFilter(&probe);
         MovePointer(display, pos); // written just now: a paced write would wait its 250 ms
         display->ZoomIn();
@@ -225,9 +210,9 @@ private slots:
             QString("X %1  Y %2  ")
                 .arg(visible.x() + visible.width() * pos.x() / display->width())
                 .arg(visible.y() + visible.height() * pos.y() / display->height());
-        QVERIFY(QTest::qWaitFor([&] { return probe.texts.size() >= 2; }, 20000));
-        QVERIFY2(probe.texts[1].startsWith(coordinates),
-                 qPrintable(probe.texts.join(" | ") + ", expected " + coordinates));
+        QVERIFY(QTest::qWaitFor([&] { return texts.size() >= 2; }, 20000));
+        QVERIFY2(texts[1].startsWith(coordinates),
+                 qPrintable(texts.join(" | ") + ", expected " + coordinates));
     }
 
     void aReadingIsOnlyTakenInsideTheImage() {

@@ -2,6 +2,7 @@
 // counts, and the corner marks show exactly when pixels sit at the lowest or highest level; the
 // view paints a new picture, and not one equal to the picture it shows.
 #include <histogramview.h>
+#include <paintcounter.h>
 
 #include <QtTest>
 
@@ -52,19 +53,6 @@ int FilledHeight(const QImage& picture, int from, int to) {
     }
     return height;
 }
-
-// Counts the paints of the widget it watches.
-class PaintCounter : public QObject {
-public:
-    int count = 0;
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Paint)
-            ++count;
-        return QObject::eventFilter(watched, event);
-    }
-};
 
 } // namespace
 
@@ -161,20 +149,20 @@ private slots:
         const CFrameHistogram first = Histogram({{64, 1000}, {192, 10}});
         const QImage firstPicture = CHistogramView::Render(first, view.size(), false);
         view.SetHistogram(first, firstPicture, false);
-        QTRY_COMPARE(paints.count, 1);
+        QTRY_COMPARE(paints.count, 1u);
         // Counted from another frame with the same levels: the same picture.
         const CFrameHistogram again = Histogram({{64, 1000}, {192, 10}});
         view.SetHistogram(again, CHistogramView::Render(again, view.size(), false), false);
         settle();
-        QCOMPARE(paints.count, 1);
+        QCOMPARE(paints.count, 1u);
         // The same picture on the other scale is another picture.
         view.SetHistogram(again, CHistogramView::Render(again, view.size(), true), true);
-        QTRY_COMPARE(paints.count, 2);
+        QTRY_COMPARE(paints.count, 2u);
         const CFrameHistogram other = Histogram({{64, 1000}, {192, 500}});
         view.SetHistogram(other, CHistogramView::Render(other, view.size(), true), true);
-        QTRY_COMPARE(paints.count, 3);
+        QTRY_COMPARE(paints.count, 3u);
         settle();
-        QCOMPARE(paints.count, 3);
+        QCOMPARE(paints.count, 3u);
     }
 };
 
