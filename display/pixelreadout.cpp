@@ -57,6 +57,7 @@ QString CPixelReadout::TextAt(const QPoint& pos) const {
 void CPixelReadout::Write() {
     int zoom = 0;
     m_display->GetView(m_shownView, zoom);
+    m_shownSize = m_display->size();
     const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
     m_label->setText(text);
     // An empty field takes no room after the status bar's own ones.
@@ -67,7 +68,7 @@ void CPixelReadout::RefreshAfterPaint() {
     QRect view;
     int zoom = 0;
     m_display->GetView(view, zoom);
-    if (view != m_shownView)
+    if (view != m_shownView || m_display->size() != m_shownSize)
         m_refresh->Now();
     else if (!m_refresh->Waiting() && TextAt(m_pointer) != m_label->text())
         m_refresh->Soon();

@@ -36,16 +36,18 @@ protected:
 private:
     // Writes the value under the pointer, for the view shown now.
     void Write();
-    // After a paint: a moved view is written now, a new frame under a resting pointer at most
-    // every kFrameRefreshMs.
+    // After a paint: a moved view or a resized display is written now, a new frame under a resting
+    // pointer at most every kFrameRefreshMs.
     void RefreshAfterPaint();
 
     CQwidgetGrabbedFrame* m_display;
     QLabel* m_label;
     QPoint m_pointer;
     bool m_pointerInside = false;
-    // The view the label was last written for.
+    // The view and the display's size the label was last written for: either changed, the
+    // pointer rests on another pixel.
     QRect m_shownView;
+    QSize m_shownSize;
     // A resting pointer follows the frames at the pace the value can be read at; pointer moves
     // and a moved view are written at once.
     static constexpr int kFrameRefreshMs = 250;

@@ -213,6 +213,31 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return texts.size() >= 2; }, 20000));
         QVERIFY2(texts[1].startsWith(coordinates),
                  qPrintable(texts.join(" | ") + ", expected " + coordinates));
+
+        // Resized under a resting pointer, the same place on the display shows another pixel:
+        // written in the first paint at the new size too.
+        QList<QSize> sizes;
+        texts.clear();
+        probe.onPaint = [&] {
+            texts << readout->text();
+            sizes << display->size();
+        };
+        MovePointer(display, pos);
+        const QSize small = display->size();
+        window->resize(1600, 1000);
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                const qsizetype first = sizes.indexOf(display->size());
+                return display->size() != small && first >= 0 && texts.size() > first + 1;
+            },
+            20000));
+        display->GetView(visible, zoom);
+        const QString resized =
+            QString("X %1  Y %2  ")
+                .arg(visible.x() + visible.width() * pos.x() / display->width())
+                .arg(visible.y() + visible.height() * pos.y() / display->height());
+        QVERIFY2(texts[sizes.indexOf(display->size()) + 1].startsWith(resized),
+                 qPrintable(texts.join(" | ") + ", expected " + resized));
     }
 
     void aReadingIsOnlyTakenInsideTheImage() {
