@@ -18,6 +18,7 @@ CPixelReadout::CPixelReadout(CQwidgetGrabbedFrame* display, QLabel* label, QObje
           kFrameRefreshMs, [this] { Write(); }, this)) {
     m_display->setMouseTracking(true);
     m_display->installEventFilter(this);
+    m_label->installEventFilter(this);
     m_label->hide();
 }
 
@@ -61,7 +62,20 @@ void CPixelReadout::Write() {
     const QString text = m_pointerInside ? TextAt(m_pointer) : QString();
     m_label->setText(text);
     // An empty field takes no room after the status bar's own ones.
+    const bool wasVisible = m_label->isVisible();
     m_label->setVisible(!text.isEmpty());
+    if (wasVisible || text.isEmpty())
+        ShowWhereItFits();
+    else
+        // Shown just now: its room is known once the status bar has laid it out.
+        QMetaObject::invokeMethod(this, &CPixelReadout::ShowWhereItFits, Qt::QueuedConnection);
+}
+
+void CPixelReadout::ShowWhereItFits() {
+    const QString text = m_label->isVisible() ? m_label->text() : QString();
+    const bool fits =
+        m_label->fontMetrics().horizontalAdvance(text) <= m_label->contentsRect().width();
+    m_display->SetOverlayText(fits ? QString() : text, m_pointer.y() >= m_display->height() / 2);
 }
 
 void CPixelReadout::RefreshAfterPaint() {
@@ -75,6 +89,8 @@ void CPixelReadout::RefreshAfterPaint() {
 }
 
 bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_label && event->type() == QEvent::Resize)
+        ShowWhereItFits();
     if (watched == m_display) {
         switch (event->type()) {
         case QEvent::MouseMove:

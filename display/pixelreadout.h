@@ -39,6 +39,9 @@ private:
     // After a paint: a moved view or a resized display is written now, a new frame under a resting
     // pointer at most every kFrameRefreshMs.
     void RefreshAfterPaint();
+    // A reading the label has no room for (a small window with every status bar field shown) is
+    // also drawn over the picture, in the corner away from the pointer.
+    void ShowWhereItFits();
 
     CQwidgetGrabbedFrame* m_display;
     QLabel* m_label;

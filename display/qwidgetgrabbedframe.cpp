@@ -264,6 +264,30 @@ void CQwidgetGrabbedFrame::paintGL() {
         painter.setPen(m_mouseMode == ModeZoomSelect ? Qt::blue : Qt::yellow);
         painter.drawRect(m_selection);
     }
+    if (!m_overlayText.isEmpty())
+        DrawOverlay(painter);
+}
+
+void CQwidgetGrabbedFrame::SetOverlayText(const QString& text, bool atTop) {
+    if (text == m_overlayText && (text.isEmpty() || atTop == m_overlayAtTop))
+        return;
+    m_overlayText = text;
+    m_overlayAtTop = atTop;
+    update();
+}
+
+void CQwidgetGrabbedFrame::DrawOverlay(QPainter& painter) const {
+    // White on a dark box that lets the picture show through, readable over any image.
+    const QFontMetrics metrics(font());
+    const QRect text = metrics.boundingRect(m_overlayText);
+    const int margin = 4;
+    QRect box(0, 0, std::min(width(), text.width() + 2 * margin), metrics.height() + 2 * margin);
+    box.moveTopLeft(QPoint(0, m_overlayAtTop ? 0 : std::max(0, height() - box.height())));
+    painter.fillRect(box, QColor(0, 0, 0, 170));
+    painter.setPen(Qt::white);
+    painter.setFont(font());
+    painter.drawText(box.adjusted(margin, margin, -margin, -margin),
+                     Qt::AlignLeft | Qt::AlignVCenter, m_overlayText);
 }
 
 Qt::CursorShape CQwidgetGrabbedFrame::ModeCursor() const {

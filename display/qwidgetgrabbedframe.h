@@ -6,6 +6,7 @@
 
 #include <QOpenGLWidget>
 #include <QRgb>
+#include <QString>
 #include <QVector>
 
 #include <cstdint>
@@ -20,6 +21,8 @@ class QImage;
 // TakeFrame() hand the previous one back to the caller, who returns it to the session. The
 // widget keeps itself fitted, with a 5-pixel margin, to the aspect of the visible image region
 // inside its parent frame.
+class QPainter;
+
 class CQwidgetGrabbedFrame : public QOpenGLWidget {
     Q_OBJECT
 
@@ -57,6 +60,12 @@ public:
     uint32_t BayerMode() const { return m_bayerMode; }
     // The camera's conversion context, or null while disconnected.
     void SetConversionContext(void* context) { m_conversionContext = context; }
+
+    // A short text drawn over the picture, in a box at its top left corner (`atTop`) or its
+    // bottom left one: the pixel read-out when the status bar has no room for it. Empty: none.
+    void SetOverlayText(const QString& text, bool atTop);
+    const QString& OverlayText() const { return m_overlayText; }
+    bool OverlayAtTop() const { return m_overlayAtTop; }
 
     // Images built from frames since the last reset; read by the display-rate read-out.
     uint32_t PaintedFrameCount() const { return m_paintedFrameCount; }
@@ -101,6 +110,7 @@ private:
     Qt::CursorShape ModeCursor() const;
     void ChangeOverrideCursor();
     void ResizeFramebuffer(int width, int height);
+    void DrawOverlay(QPainter& painter) const;
 
     QWidget* m_parentFrame = nullptr;
     // The last size with an area, kept while the widget is 0 x 0 (no image).
@@ -130,4 +140,6 @@ private:
     int32_t m_contrast = 0;
     int32_t m_contrastShift = 0;
     int32_t m_halfContrast = 0;
+    QString m_overlayText;
+    bool m_overlayAtTop = false;
 };

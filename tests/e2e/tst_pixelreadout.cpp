@@ -239,6 +239,86 @@ private slots:
                  qPrintable(texts.join(" | ") + ", expected " + resized));
     }
 
+    void aReadingWithoutRoomInTheStatusBarIsDrawnOverThePicture() {
+        SimulatorProcess sim;
+        QVERIFY2(sim.startCamsim({"--address", "127.0.20.33", "--pattern", "bars", "--width",
+                                  QString::number(kWidth), "--height", QString::number(kHeight)}),
+                 qPrintable(sim.errorString()));
+        // Every field of the status bar shown (the dropped-frame count too) in a 1072-pixel
+        // window: a few pixels are left for the reading.
+        auto window = OpenWindow(WriteSettings(m_dir.filePath("settings-room.ini")), 1, 1072, 732);
+        QVERIFY(window);
+        QVERIFY(ConnectFirstRow(*window));
+        CQwidgetGrabbedFrame* display = GrabbedFrame(*window);
+        QLabel* readout = Readout(*window);
+        QVERIFY(QTest::qWaitFor([&] { return display->Image() != nullptr; }, 20000));
+        QCOMPARE(window->width(), 1072);
+
+        // The pointer in the upper half: the reading is drawn at the bottom.
+        MovePointer(display, QPoint(display->width() / 3, display->height() / 4));
+        const QString reading = readout->text();
+        QVERIFY2(reading.startsWith("X ") && reading.contains("Grey "), qPrintable(reading));
+        QVERIFY(QTest::qWaitFor([&] { return display->OverlayText() == reading; }, 20000));
+        QVERIFY(readout->fontMetrics().horizontalAdvance(reading) >
+                readout->contentsRect().width());
+        QVERIFY(!display->OverlayAtTop());
+        const QImage drawn = display->grabFramebuffer();
+        SaveAtBothSizes(*window, "pixelreadout-no-room");
+        window->resize(1072, 732);
+
+        // Outside the picture the reading goes, from the status bar and from the picture.
+        QEvent leave(QEvent::Leave);
+        QApplication::sendEvent(display, &leave);
+        QCOMPARE(readout->text(), QString());
+        QCOMPARE(display->OverlayText(), QString());
+        QVERIFY(QTest::qWaitFor([&] { return display->size() == drawn.size(); }, 20000));
+        const QImage plain = display->grabFramebuffer();
+        QCOMPARE(plain.size(), drawn.size());
+        // What differs is a box at the bottom left corner, one line of text high, darker than
+        // the bars under it, with the white text in it.
+        const QFontMetrics metrics(display->font());
+        const QRect box(0, drawn.height() - metrics.height() - 8,
+                        metrics.horizontalAdvance(reading) + 16, metrics.height() + 8);
+        int changed = 0, outside = 0, text = 0;
+        qint64 drawnSum = 0, plainSum = 0;
+        for (int y = 0; y < drawn.height(); ++y)
+            for (int x = 0; x < drawn.width(); ++x) {
+                const QRgb a = drawn.pixel(x, y);
+                const QRgb b = plain.pixel(x, y);
+                if (box.contains(x, y)) {
+                    drawnSum += qGray(a);
+                    plainSum += qGray(b);
+                    text += (qRed(a) > 240 && qGreen(a) > 240 && qBlue(a) > 240 && qGray(b) < 240)
+                                ? 1
+                                : 0;
+                }
+                if (a != b)
+                    (box.contains(x, y) ? changed : outside) += 1;
+            }
+        QCOMPARE(outside, 0);
+        QVERIFY2(changed > box.width() * box.height() / 2, qPrintable(QString::number(changed)));
+        QVERIFY2(drawnSum < plainSum, qPrintable(QString("%1 %2").arg(drawnSum).arg(plainSum)));
+        QVERIFY2(text > 20, qPrintable(QString::number(text)));
+
+        // The pointer in the lower half: at the top, away from it.
+        MovePointer(display, QPoint(display->width() / 3, display->height() * 3 / 4));
+        QVERIFY(QTest::qWaitFor(
+            [&] { return !readout->text().isEmpty() && display->OverlayText() == readout->text(); },
+            20000));
+        QVERIFY(display->OverlayAtTop());
+
+        // With room for it the reading is in the status bar alone.
+        window->resize(1600, 1000);
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return display->OverlayText().isEmpty() &&
+                       readout->fontMetrics().horizontalAdvance(readout->text()) <=
+                           readout->contentsRect().width();
+            },
+            20000));
+        QVERIFY(readout->text().startsWith("X "));
+    }
+
     void aReadingIsOnlyTakenInsideTheImage() {
         QPoint image;
         QVERIFY(CPixelReadout::ImagePosition(QRect(10, 20, 100, 50), QSize(200, 100),
