@@ -72,6 +72,8 @@ void CPixelReadout::Write() {
 }
 
 void CPixelReadout::ShowWhereItFits() {
+    if (!m_display)
+        return;
     const QString text = m_label->isVisible() ? m_label->text() : QString();
     const bool fits =
         m_label->fontMetrics().horizontalAdvance(text) <= m_label->contentsRect().width();
@@ -91,7 +93,9 @@ void CPixelReadout::RefreshAfterPaint() {
 bool CPixelReadout::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_label && event->type() == QEvent::Resize)
         ShowWhereItFits();
-    if (watched == m_display) {
+    // Not while the display is being taken down (its own part already gone), when leaving it
+    // sends a last Leave.
+    if (watched == m_display && qobject_cast<CQwidgetGrabbedFrame*>(watched)) {
         switch (event->type()) {
         case QEvent::MouseMove:
             m_pointer = static_cast<QMouseEvent*>(event)->position().toPoint();

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QPoint>
+#include <QPointer>
 #include <QRect>
 #include <QSize>
 #include <QString>
@@ -43,7 +44,8 @@ private:
     // also drawn over the picture, in the corner away from the pointer.
     void ShowWhereItFits();
 
-    CQwidgetGrabbedFrame* m_display;
+    // The display goes before the status bar's label when the window is taken down.
+    QPointer<CQwidgetGrabbedFrame> m_display;
     QLabel* m_label;
     QPoint m_pointer;
     bool m_pointerInside = false;
