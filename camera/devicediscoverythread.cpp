@@ -51,11 +51,13 @@ void DeviceDiscoveryThread::stop() {
 }
 
 void DeviceDiscoveryThread::run() {
-    m_running = true;
     std::unique_ptr<GigEVisionDeviceInfo[]> buffer(new GigEVisionDeviceInfo[kMaxDevices]);
     QMutexLocker waitLock(&m_waitMutex);
 
     for (;;) {
+        // Stopped before the first pass: none is made.
+        if (!m_running)
+            return;
         if (m_enabled) {
             unsigned int count = 0;
             bool listed = false;

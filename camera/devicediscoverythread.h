@@ -65,7 +65,9 @@ private:
     // Flags written by one thread and read by the other; atomic so that each read sees a whole
     // value, no ordering beyond that is relied on.
     std::atomic<bool> m_skipNextResult{false};
-    std::atomic<bool> m_running{false};
+    // Cleared by stop() alone: a stop that comes before the thread has begun to run (a window
+    // closed as soon as it opened) still ends it.
+    std::atomic<bool> m_running{true};
     std::atomic<bool> m_enabled{true};
 
     // Guards m_settings. Each pass copies it under the mutex and discovers with the copy, so a

@@ -85,6 +85,7 @@ private slots:
     void noDeviceEmitsAnEmptyResult();
     void moreThanFiftyDevicesReportsOnlyFifty();
     void stopDuringTheWaitEndsTheThreadAtOnce();
+    void stopBeforeTheThreadRunsEndsItWithoutAPass();
     void stopDuringListDevicesEndsAfterItReturnsAndDropsTheResult();
     void setDiscoveryOffWaitsForTheRunningPassAndNoFurtherPassStarts();
     void setDiscoveryOffWithoutWaitingReturnsAtOnce();
@@ -201,6 +202,24 @@ void TestDeviceDiscoveryThread::stopDuringTheWaitEndsTheThreadAtOnce() {
     QVERIFY(thread.wait(4000));
     QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
     QVERIFY(thread.isFinished());
+}
+
+void TestDeviceDiscoveryThread::stopBeforeTheThreadRunsEndsItWithoutAPass() {
+    // A window closed as soon as it opened stops the thread before the thread has begun to run:
+    // the stop is not lost, and the thread ends without discovering.
+    DiscoveryProbe probe;
+    QVERIFY(probe.isOpen());
+    DeviceDiscoveryThread thread(discoverySettings(100));
+    Collector collector(thread);
+    QSignalSpy finished(&thread, &QThread::finished);
+    thread.stop();
+    thread.start(QThread::InheritPriority);
+    StopGuard guard{thread};
+    QVERIFY(finished.wait(20000));
+    QVERIFY(thread.wait(20000));
+    QVERIFY(!probe.waitForDiscovery(0));
+    QCoreApplication::processEvents();
+    QCOMPARE(collector.results.size(), 0);
 }
 
 void TestDeviceDiscoveryThread::stopDuringListDevicesEndsAfterItReturnsAndDropsTheResult() {
