@@ -18,6 +18,7 @@ class TestSettingsLocation : public QObject {
 
 private slots:
     void initTestCase();
+    void cleanupTestCase();
 
     void aWritableProgramFolderKeepsTheFileBesideTheProgram();
     void anUnwritableProgramFolderUsesXdgConfigHome();
@@ -44,6 +45,14 @@ void TestSettingsLocation::initTestCase() {
                         nullptr) == 0);
     }
     QVERIFY(!QFileInfo(m_unwritable).isWritable());
+}
+
+void TestSettingsLocation::cleanupTestCase() {
+    // The read-only file system goes, so that the temporary folder can be removed whole.
+    if (geteuid() == 0)
+        ::umount2(QFile::encodeName(m_unwritable).constData(), MNT_DETACH);
+    else
+        ::chmod(QFile::encodeName(m_unwritable).constData(), 0755);
 }
 
 void TestSettingsLocation::aWritableProgramFolderKeepsTheFileBesideTheProgram() {
