@@ -16,13 +16,12 @@
 class CKorvatinFrame;
 class CKorvatinFrameConverted;
 class QImage;
+class QPainter;
 
 // GUI thread only. The holders it is given belong to the camera session; SetFrame() and
 // TakeFrame() hand the previous one back to the caller, who returns it to the session. The
 // widget keeps itself fitted, with a 5-pixel margin, to the aspect of the visible image region
 // inside its parent frame.
-class QPainter;
-
 class CQwidgetGrabbedFrame : public QOpenGLWidget {
     Q_OBJECT
 
