@@ -2,7 +2,8 @@
 # Histogram benchmark: the cost of counting one 2448 x 2048 frame (grey and colour), then the
 # live path fed by a korvatin-camsim sending 2448 x 2048 at 60 frames/s with the histogram panel
 # open and closed in turns, once per pixel format; then the same path with the pointer resting on
-# the live image (the pixel read-out following every frame) and away from it, in turns. Runs
+# the live image (the pixel read-out following every frame) and away from it, in turns, with the
+# reading in a label that has room for it and in one that has not (drawn over the image). Runs
 # under an X server of its own (XVFB_SH), in a network namespace of its own when possible.
 # Usage: histogram-bench.sh BIN_DIR WORK_DIR XVFB_SH
 # TURN_SECONDS (10) is each measured turn, TURNS (3) the turns with the panel open and closed
@@ -42,6 +43,7 @@ for format in $LIVE_FORMATS; do
 done
 for format in $READOUT_FORMATS; do
     live readout "$format"
+    live readout-box "$format"
 done
 echo "load average at the end $(cut -d' ' -f1-3 /proc/loadavg)"
 exit $status

@@ -1,7 +1,9 @@
 // Histogram benchmark: the cost of counting one 2448 x 2048 frame, grey and colour ("cost"), and
 // the display and capture rates of the live path with the histogram panel open and closed, in
 // turns within one run ("live"); the same with the pointer resting on the live image, so that
-// the status bar's pixel read-out follows each frame, against the pointer away ("readout").
+// the status bar's pixel read-out follows each frame, against the pointer away ("readout"); and
+// the same with a label too narrow for the reading, which is then drawn over the image as in a
+// small window with every status bar field shown ("readout-box").
 #include "../lib/cputime.h"
 #include "../lib/livedisplay.h"
 #include "appsettings.h"
@@ -161,9 +163,10 @@ void runFor(double seconds) {
 // The live path as in the window, in a window of its own, in turns of `seconds`, `turns` times
 // each: with the histogram panel shown (open) or hidden (closed); or, for `readout`, with the
 // pointer resting in the middle of the live image (open) or away from it (closed), the pixel
-// read-out writing into a label beside the image as into the window's status bar.
+// read-out writing into a label beside the image as into the window's status bar; with
+// `overImage`, a label without room for the reading, so that the display draws it too.
 int liveBench(const std::string& address, const std::string& pixelFormat, uint32_t bayerMode,
-              double seconds, int turns, bool readout) {
+              double seconds, int turns, bool readout, bool overImage) {
     QTemporaryDir dir;
     CAppSettings settings(dir.filePath("settings.ini"));
     CKorvatinCameraViewlane session(settings);
@@ -185,6 +188,8 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
     auto* readoutLabel = new QLabel(side);
     sideLayout->addWidget(readoutLabel);
     sideLayout->addStretch(1);
+    if (overImage)
+        readoutLabel->setFixedWidth(20);
     CPixelReadout pixelReadout(widget, readoutLabel);
     PaintCounter labelPaints, viewPaints;
     readoutLabel->installEventFilter(&labelPaints);
@@ -222,7 +227,7 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
 
     double sums[2][2] = {{0, 0}, {0, 0}}; // [closed, open][display, capture] frames
     double time[2] = {0, 0};
-    uint32_t histograms = 0, readoutPaints = 0, histogramPaints = 0;
+    uint32_t histograms = 0, readoutPaints = 0, histogramPaints = 0, turnsWithBox = 0;
     const char* added = readout ? "pointer on the image" : "panel";
     for (int turn = 0; turn < 2 * turns; ++turn) {
         const int open = turn % 2;
@@ -255,6 +260,7 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
         if (open) {
             histograms += panel->ComputedCount() - computed0;
             readoutPaints += labelPaints.count - labelPaints0;
+            turnsWithBox += widget->OverlayText().isEmpty() ? 0 : 1;
             histogramPaints += viewPaints.count - viewPaints0;
         }
         std::printf("turn %d, %s %s: display %.2f fps, capture %.2f fps, GUI thread %.0f %%, "
@@ -277,16 +283,18 @@ int liveBench(const std::string& address, const std::string& pixelFormat, uint32
     const double closedDisplay = sums[0][0] / time[0], openDisplay = sums[1][0] / time[1];
     const double closedCapture = sums[0][1] / time[0], openCapture = sums[1][1] / time[1];
     if (readout)
-        std::printf("read-out label painted with the pointer on the image: %u (%.2f per second)\n",
-                    readoutPaints, readoutPaints / time[1]);
+        std::printf("read-out label painted with the pointer on the image: %u (%.2f per second); "
+                    "reading drawn over the image at the end of %u of %d turns\n",
+                    readoutPaints, readoutPaints / time[1], turnsWithBox, turns);
     else
         std::printf("histograms counted with the panel open: %u (%.2f per second), pictures "
                     "painted: %u (%.2f per second)\n",
                     histograms, histograms / time[1], histogramPaints, histogramPaints / time[1]);
     std::printf("RESULT %s %s: closed display %.2f fps capture %.2f fps; open display %.2f fps "
                 "capture %.2f fps; display open/closed %.3f, capture open/closed %.3f\n",
-                readout ? "readout" : "live", pixelFormat.c_str(), closedDisplay, closedCapture,
-                openDisplay, openCapture, openDisplay / closedDisplay, openCapture / closedCapture);
+                readout ? (overImage ? "readout-box" : "readout") : "live", pixelFormat.c_str(),
+                closedDisplay, closedCapture, openDisplay, openCapture, openDisplay / closedDisplay,
+                openCapture / closedCapture);
     return 0;
 }
 
@@ -297,12 +305,13 @@ int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
     if (args.size() >= 1 && args[0] == "cost")
         return costBench(args.size() >= 2 ? std::atoi(args[1].c_str()) : 20);
-    if (args.size() >= 6 && (args[0] == "live" || args[0] == "readout"))
+    if (args.size() >= 6 && (args[0] == "live" || args[0] == "readout" || args[0] == "readout-box"))
         return liveBench(args[1], args[2], uint32_t(std::atoi(args[3].c_str())),
-                         std::atof(args[4].c_str()), std::atoi(args[5].c_str()),
-                         args[0] == "readout");
+                         std::atof(args[4].c_str()), std::atoi(args[5].c_str()), args[0] != "live",
+                         args[0] == "readout-box");
     std::fprintf(stderr, "usage: korvatin-histogram-bench cost [ROUNDS]\n"
-                         "       korvatin-histogram-bench live|readout ADDRESS PIXELFORMAT BAYER "
+                         "       korvatin-histogram-bench live|readout|readout-box ADDRESS "
+                         "PIXELFORMAT BAYER "
                          "SECONDS TURNS\n");
     return 2;
 }
